@@ -1,0 +1,126 @@
+// Fourier transforms: FT (any length, four data kinds, plans cached per object), DFT (fixed length,
+// complex float) and FFT (fixed power-of-two order, complex float).
+//
+// Scaling with the normalisation flag 2, the one the library uses: Forward is the plain sum
+// X[k] = sum x[n] exp(-2 pi i k n / N), Inverse divides by N.
+// Every transform resizes `out` to the length of `in` (which resets any view on `out`); the length of
+// the transform is the length of `in`. Inputs may be views (ShiftLeft/Truncate) at any alignment.
+#pragma once
+
+#include "../math/Vector.h"
+
+namespace VELA {
+
+namespace kern {
+struct FFTPlan;
+}
+class UnitTestRecorder;
+
+// The kind of data of a plan. Only 2 to 5 are reachable through FT's public operations; the 16-bit
+// kinds can still be planned and freed.
+enum FTType { FT_R_16S = 0, FT_C_16SC = 1, FT_R_32F = 2, FT_C_32FC = 3, FT_R_64F = 4, FT_C_64FC = 5 };
+
+// Algorithm hint, passed on to the plans unread.
+enum VELAAlgorithm { VELAAlgorithmFast = 1, VELAAlgorithmAccurate = 2 };
+
+// One cached plan of an FT.
+struct FTSpecNode {
+    int normFlag;
+    VELAAlgorithm algorithm;
+    FTType type;
+    int length;
+    FTSpecNode* next;
+    kern::FFTPlan* spec;
+};
+
+// General transform. Keeps one plan per (length, kind) for its whole life and one work buffer that
+// only grows, so a repeated transform allocates nothing. One object serves one thread at a time.
+class FT {
+public:
+    // Hint 1 (fast), flag 2 (inverse divided by N).
+    FT();
+    // normFlag: 1 divides the forward by N, 2 the inverse, 4 both by sqrt(N), 8 neither.
+    FT(int normFlag, VELAAlgorithm algorithm);
+    FT(const FT&) = delete;
+    FT& operator=(const FT&) = delete;
+    ~FT();
+
+    void Forward(VecCplx32& out, const VecCplx32& in);
+    void Inverse(VecCplx32& out, const VecCplx32& in);
+    void Forward(VecCplx64& out, const VecCplx64& in);
+    void Inverse(VecCplx64& out, const VecCplx64& in);
+    // Real forward: the full spectrum of in.size complex points (negative frequencies in the upper
+    // half, the conjugates of the lower).
+    void Forward(VecCplx32& out, const VecReal32& in);
+    void Forward(VecCplx64& out, const VecReal64& in);
+    // Real inverse: reads bins 0..N/2 of a full spectrum of N points; the upper half is ignored.
+    void Inverse(VecReal32& out, const VecCplx32& in);
+    void Inverse(VecReal64& out, const VecCplx64& in);
+
+    // Number of cached plans (one per length and kind used so far).
+    int GetPlanCount() const;
+    // Size in bytes of the shared work buffer.
+    int GetWorkBufferSize() const { return workBufSize; }
+
+    static bool UnitTest(UnitTestRecorder& recorder);
+
+private:
+    kern::FFTPlan* GetSpec(int length, FTType type);
+    void ResizeBuf(int size);
+    void ComputeFT(const float* in, Cplx32* out, int length);
+    void ComputeFT(const Cplx32* in, float* out, int length);
+    void ComputeFT(const Cplx32* in, Cplx32* out, int length, int forward);
+    void ComputeFT(const double* in, Cplx64* out, int length);
+    void ComputeFT(const Cplx64* in, double* out, int length);
+    void ComputeFT(const Cplx64* in, Cplx64* out, int length, int forward);
+    void* PrepareBuffer(kern::FFTPlan* plan);
+
+    VELAAlgorithm algorithm;
+    int normFlag;
+    void* workBuf = nullptr;
+    int workBufSize = 0;
+    FTSpecNode* specList = nullptr;
+};
+
+// Fixed-length complex float transform (flag 2, hint 2). The length of `in` must equal the plan's.
+// operator= copies the plan and buffer pointers flat: afterwards the two objects share them and only
+// one of the two may be destroyed. The target's old plan is not released.
+class DFT {
+public:
+    explicit DFT(int length);
+    DFT(const DFT&) = delete;
+    DFT& operator=(const DFT&) = default;
+    ~DFT();
+    void Forward(VecCplx32& out, const VecCplx32& in);
+    void Inverse(VecCplx32& out, const VecCplx32& in);
+    int GetLength() const { return length; }
+
+    static bool UnitTest(UnitTestRecorder& recorder);
+
+private:
+    kern::FFTPlan* spec;
+    void* workBuf;
+    int length;
+};
+
+// Complex float transform of 2^order points (flag 2, hint 2); FFT(2) transforms 4 points.
+// Same flat assignment as DFT.
+class FFT {
+public:
+    explicit FFT(int order);
+    FFT(const FFT&) = delete;
+    FFT& operator=(const FFT&) = default;
+    ~FFT();
+    void Forward(VecCplx32& out, const VecCplx32& in);
+    void Inverse(VecCplx32& out, const VecCplx32& in);
+    int GetOrder() const { return order; }
+
+    static bool UnitTest(UnitTestRecorder& recorder);
+
+private:
+    kern::FFTPlan* spec;
+    void* workBuf;
+    int order;
+};
+
+}  // namespace VELA

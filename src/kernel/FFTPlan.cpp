@@ -1,0 +1,215 @@
+#include "kernel/FFTPlan.h"
+
+#include <fftw3.h>
+
+#include <cmath>
+#include <cstring>
+#include <mutex>
+
+#include "kernel/Kernels.h"
+
+namespace VELA::kern {
+namespace {
+
+// FFTW's planner, wisdom and plan destruction share global state.
+std::mutex& PlannerLock() {
+    static std::mutex m;
+    return m;
+}
+
+// How hard the planner works. See PlannerFlags.
+unsigned PlannerFlags(int /*length*/) { return FFTW_MEASURE; }
+
+template <class T>
+struct Fftw;
+template <>
+struct Fftw<float> {
+    using plan = fftwf_plan;
+    using cpx = fftwf_complex;
+    static void* malloc(size_t b) { return fftwf_malloc(b); }
+    static void free(void* p) { fftwf_free(p); }
+    static plan c2c(int n, void* i, void* o, int sign, unsigned f) {
+        return fftwf_plan_dft_1d(n, static_cast<cpx*>(i), static_cast<cpx*>(o), sign, f);
+    }
+    static plan r2c(int n, void* i, void* o, unsigned f) {
+        return fftwf_plan_dft_r2c_1d(n, static_cast<float*>(i), static_cast<cpx*>(o), f);
+    }
+    static plan c2r(int n, void* i, void* o, unsigned f) {
+        return fftwf_plan_dft_c2r_1d(n, static_cast<cpx*>(i), static_cast<float*>(o), f);
+    }
+    static void destroy(plan p) { fftwf_destroy_plan(p); }
+    static void exec_c2c(plan p, const float* i, float* o) {
+        fftwf_execute_dft(p, reinterpret_cast<cpx*>(const_cast<float*>(i)), reinterpret_cast<cpx*>(o));
+    }
+    static void exec_r2c(plan p, const float* i, float* o) {
+        fftwf_execute_dft_r2c(p, const_cast<float*>(i), reinterpret_cast<cpx*>(o));
+    }
+    static void exec_c2r(plan p, float* i, float* o) {
+        fftwf_execute_dft_c2r(p, reinterpret_cast<cpx*>(i), o);
+    }
+    static int alignment_of(const float* p) { return fftwf_alignment_of(const_cast<float*>(p)); }
+    static void scale(float* d, double c, int n) { K().mulc_f32(d, static_cast<float>(c), n); }
+};
+template <>
+struct Fftw<double> {
+    using plan = fftw_plan;
+    using cpx = fftw_complex;
+    static void* malloc(size_t b) { return fftw_malloc(b); }
+    static void free(void* p) { fftw_free(p); }
+    static plan c2c(int n, void* i, void* o, int sign, unsigned f) {
+        return fftw_plan_dft_1d(n, static_cast<cpx*>(i), static_cast<cpx*>(o), sign, f);
+    }
+    static plan r2c(int n, void* i, void* o, unsigned f) {
+        return fftw_plan_dft_r2c_1d(n, static_cast<double*>(i), static_cast<cpx*>(o), f);
+    }
+    static plan c2r(int n, void* i, void* o, unsigned f) {
+        return fftw_plan_dft_c2r_1d(n, static_cast<cpx*>(i), static_cast<double*>(o), f);
+    }
+    static void destroy(plan p) { fftw_destroy_plan(p); }
+    static void exec_c2c(plan p, const double* i, double* o) {
+        fftw_execute_dft(p, reinterpret_cast<cpx*>(const_cast<double*>(i)), reinterpret_cast<cpx*>(o));
+    }
+    static void exec_r2c(plan p, const double* i, double* o) {
+        fftw_execute_dft_r2c(p, const_cast<double*>(i), reinterpret_cast<cpx*>(o));
+    }
+    static void exec_c2r(plan p, double* i, double* o) { fftw_execute_dft_c2r(p, reinterpret_cast<cpx*>(i), o); }
+    static int alignment_of(const double* p) { return fftw_alignment_of(const_cast<double*>(p)); }
+    static void scale(double* d, double c, int n) { K().mulc_f64(d, c, n); }
+};
+
+// The plans of one transform. Slot 0 is planned on aligned arrays, slot 1 (made on first need)
+// with FFTW_UNALIGNED for data that does not share the planner's alignment.
+enum Direction { kForward = 0, kInverse = 1 };
+
+}  // namespace
+
+struct FFTPlan {
+    FFTKind kind;
+    bool isDouble;
+    bool isReal;
+    int n;
+    double scale[2];   // forward, inverse
+    void* plans[2][2]; // [direction][aligned = 0 / unaligned = 1]
+};
+
+namespace {
+
+template <class T>
+void* MakeOne(const FFTPlan& p, int dir, bool unaligned) {
+    using F = Fftw<T>;
+    const int n = p.n;
+    // Complex arrays of n points hold every layout used here (real data use the first n values).
+    const size_t bytes = sizeof(T) * 2 * static_cast<size_t>(n);
+    void* a = F::malloc(bytes);
+    void* b = F::malloc(bytes);
+    void* result = nullptr;
+    if (a && b) {
+        unsigned flags = PlannerFlags(n) | (unaligned ? FFTW_UNALIGNED : 0u);
+        typename F::plan pl;
+        if (!p.isReal)
+            pl = F::c2c(n, a, b, dir == kForward ? FFTW_FORWARD : FFTW_BACKWARD, flags);
+        else if (dir == kForward)
+            pl = F::r2c(n, a, b, flags);
+        else
+            pl = F::c2r(n, a, b, flags | FFTW_DESTROY_INPUT);
+        result = reinterpret_cast<void*>(pl);
+    }
+    F::free(a);
+    F::free(b);
+    return result;
+}
+
+void* MakeLocked(const FFTPlan& p, int dir, bool unaligned) {
+    std::lock_guard<std::mutex> lock(PlannerLock());
+    return p.isDouble ? MakeOne<double>(p, dir, unaligned) : MakeOne<float>(p, dir, unaligned);
+}
+
+template <class T>
+typename Fftw<T>::plan Get(FFTPlan* p, int dir, const T* in, const T* out) {
+    bool unaligned = Fftw<T>::alignment_of(in) != 0 || Fftw<T>::alignment_of(out) != 0;
+    void*& slot = p->plans[dir][unaligned ? 1 : 0];
+    if (!slot) slot = MakeLocked(*p, dir, unaligned);
+    return reinterpret_cast<typename Fftw<T>::plan>(slot);
+}
+
+template <class T>
+void ExecC2C(FFTPlan* p, const T* in, T* out, bool forward, void* work) {
+    if (!p) return;
+    const int dir = forward ? kForward : kInverse;
+    if (in == out) {
+        // FFTW plans are either in-place or out-of-place; stage the input instead of keeping both.
+        std::memcpy(work, in, sizeof(T) * 2 * static_cast<size_t>(p->n));
+        in = static_cast<const T*>(work);
+    }
+    Fftw<T>::exec_c2c(Get<T>(p, dir, in, out), in, out);
+    if (p->scale[dir] != 1.0) Fftw<T>::scale(out, p->scale[dir], 2 * p->n);
+}
+
+template <class T>
+void ExecR2C(FFTPlan* p, const T* in, T* out, void*) {
+    if (!p) return;
+    Fftw<T>::exec_r2c(Get<T>(p, kForward, in, out), in, out);
+    if (p->scale[kForward] != 1.0) Fftw<T>::scale(out, p->scale[kForward], 2 * (p->n / 2 + 1));
+}
+
+template <class T>
+void ExecC2R(FFTPlan* p, const T* in, T* out, void* work) {
+    if (!p) return;
+    // A real inverse overwrites its input, and ours is const: transform a copy of bins 0..n/2.
+    T* staged = static_cast<T*>(work);
+    std::memcpy(staged, in, sizeof(T) * 2 * static_cast<size_t>(p->n / 2 + 1));
+    Fftw<T>::exec_c2r(Get<T>(p, kInverse, staged, out), staged, out);
+    if (p->scale[kInverse] != 1.0) Fftw<T>::scale(out, p->scale[kInverse], p->n);
+}
+
+}  // namespace
+
+FFTPlan* FFTCreate(FFTKind kind, int length, int normFlag) {
+    if (length <= 0) return nullptr;
+    auto* p = new FFTPlan{};
+    p->kind = kind;
+    p->isDouble = kind == FFTKind::R64 || kind == FFTKind::C64;
+    p->isReal = kind == FFTKind::R16 || kind == FFTKind::R32 || kind == FFTKind::R64;
+    p->n = length;
+    const double n = length;
+    p->scale[kForward] = (normFlag & 1) ? 1.0 / n : (normFlag & 4) ? 1.0 / std::sqrt(n) : 1.0;
+    p->scale[kInverse] = (normFlag & 2) ? 1.0 / n : (normFlag & 4) ? 1.0 / std::sqrt(n) : 1.0;
+    // The aligned plans are made now, so that the first transform does not pay for planning.
+    p->plans[kForward][0] = MakeLocked(*p, kForward, false);
+    p->plans[kInverse][0] = MakeLocked(*p, kInverse, false);
+    if (!p->plans[kForward][0] || !p->plans[kInverse][0]) {
+        FFTDestroy(p);
+        return nullptr;
+    }
+    return p;
+}
+
+void FFTDestroy(FFTPlan* p) {
+    if (!p) return;
+    {
+        std::lock_guard<std::mutex> lock(PlannerLock());
+        for (auto& dir : p->plans)
+            for (void* slot : dir) {
+                if (!slot) continue;
+                if (p->isDouble)
+                    fftw_destroy_plan(reinterpret_cast<fftw_plan>(slot));
+                else
+                    fftwf_destroy_plan(reinterpret_cast<fftwf_plan>(slot));
+            }
+    }
+    delete p;
+}
+
+int FFTWorkBytes(const FFTPlan* p) {
+    if (!p) return 0;
+    return static_cast<int>((p->isDouble ? sizeof(double) : sizeof(float)) * 2 * static_cast<size_t>(p->n));
+}
+
+void FFTExecC32(FFTPlan* p, const float* in, float* out, bool fwd, void* w) { ExecC2C(p, in, out, fwd, w); }
+void FFTExecC64(FFTPlan* p, const double* in, double* out, bool fwd, void* w) { ExecC2C(p, in, out, fwd, w); }
+void FFTExecR2C32(FFTPlan* p, const float* in, float* out, void* w) { ExecR2C(p, in, out, w); }
+void FFTExecR2C64(FFTPlan* p, const double* in, double* out, void* w) { ExecR2C(p, in, out, w); }
+void FFTExecC2R32(FFTPlan* p, const float* in, float* out, void* w) { ExecC2R(p, in, out, w); }
+void FFTExecC2R64(FFTPlan* p, const double* in, double* out, void* w) { ExecC2R(p, in, out, w); }
+
+}  // namespace VELA::kern

@@ -1,0 +1,269 @@
+// VecReal32, VecReal64, VecCplx32, VecCplx64: the containers in which signal data moves.
+//
+// Contracts shared by all four:
+// - Every operation acts on the visible window (Data(), GetSize()); a view made by ShiftLeft or
+//   Truncate behaves as a shorter vector.
+// - `this` is the destination of the in-place arithmetic and the length is always this->GetSize().
+//   Operands are not compared in length: an operand shorter than `this` is read past its end, so
+//   callers keep lengths equal.
+// - Copies are deep and exact: the copy constructor and operator= allocate exactly the source's size
+//   (operator= never reuses capacity), while Resize and Import reuse capacity.
+// - Div throws "divide-by-zero error": by a vector, after every element was written (a zero divisor
+//   leaves +-Inf or NaN); by a zero scalar, with the vector unchanged.
+// - Scratch-free: nothing allocates except constructors, operator=, and Resize/Import when growing.
+//
+// The member sets differ from class to class on purpose; nothing is added for symmetry.
+#pragma once
+
+#include "BaseVector.h"
+#include "VELATypes.h"
+
+namespace VELA {
+
+class UnitTestRecorder;
+class VecReal64;
+class VecCplx64;
+
+class VecReal32 : public BaseVector<float> {
+public:
+    VecReal32() = default;
+    explicit VecReal32(int n);
+    VecReal32(const VecReal32& v);
+    explicit VecReal32(const VecReal64& v);
+    ~VecReal32() override = default;
+    VecReal32& operator=(const VecReal32& v);
+
+    void Add(const VecReal32& v);
+    void Sub(const VecReal32& v);  // this - v
+    void Mul(const VecReal32& v);
+    void Div(const VecReal32& v);  // this / v
+    void Add(const float& s);
+    void Sub(const float& s);
+    void Mul(const float& s);
+    void Div(const float& s);
+    VecReal32& operator+=(const VecReal32& v) { Add(v); return *this; }
+    VecReal32& operator-=(const VecReal32& v) { Sub(v); return *this; }
+    VecReal32& operator*=(const VecReal32& v) { Mul(v); return *this; }
+    VecReal32& operator/=(const VecReal32& v) { Div(v); return *this; }
+    VecReal32& operator+=(const float& s) { Add(s); return *this; }
+    VecReal32& operator-=(const float& s) { Sub(s); return *this; }
+    VecReal32& operator*=(const float& s) { Mul(s); return *this; }
+    VecReal32& operator/=(const float& s) { Div(s); return *this; }
+
+    // Extremes; the index forms report the first index on ties. A window (start, length) searches
+    // `length` elements from `start` and reports indices counted from element 0.
+    float Max() const;
+    float Min() const;
+    void Max(float& value, int& index) const;
+    void Min(float& value, int& index) const;
+    float Max(int start, int length) const;
+    float Min(int start, int length) const;
+    void Max(float& value, int& index, int start, int length) const;
+    void Min(float& value, int& index, int start, int length) const;
+
+    float Sum() const;     // accumulated in double
+    float Mean() const;
+    float StdDev() const;  // sample standard deviation (divides by n - 1)
+    float Var() const;     // StdDev() rounded to float, squared
+
+    // Sizes differ: false, silently. Otherwise |this[i] - other[i]| < tolerance (strictly) for every i;
+    // the first failure prints "\n==>>value, Expected other<<==" to stdout.
+    bool IsEqual(const VecReal32& other, float tolerance) const;
+
+    void Import(const float* p, int n);   // Resize(n), copy
+    void Import(const double* p, int n);  // Resize(n), narrow
+    void Import(const VecReal64& v);      // Resize(v.size), narrow
+    void Export(float* p, int n) const;   // copies n elements out; n is the caller's
+    void Export(double* p, int n) const;
+
+    static bool UnitTest(UnitTestRecorder& recorder);
+    static bool SimpleLeakTest(UnitTestRecorder& recorder);
+
+private:
+    void Alloc(int n) override;
+};
+
+class VecReal64 : public BaseVector<double> {
+public:
+    VecReal64() = default;
+    explicit VecReal64(int n);
+    VecReal64(const VecReal64& v);
+    explicit VecReal64(const VecReal32& v);
+    ~VecReal64() override = default;
+    VecReal64& operator=(const VecReal64& v);
+    // The one mixed assignment: always takes a fresh block of exactly v.size elements, even when the
+    // old one was large enough (the old block is released after the new one is taken).
+    VecReal64& operator=(const VecReal32& v);
+
+    void Add(const VecReal64& v);
+    void Sub(const VecReal64& v);
+    void Mul(const VecReal64& v);
+    void Div(const VecReal64& v);
+    void Add(const double& s);
+    void Sub(const double& s);
+    void Mul(const double& s);
+    void Div(const double& s);
+    VecReal64& operator+=(const VecReal64& v) { Add(v); return *this; }
+    VecReal64& operator-=(const VecReal64& v) { Sub(v); return *this; }
+    VecReal64& operator*=(const VecReal64& v) { Mul(v); return *this; }
+    VecReal64& operator/=(const VecReal64& v) { Div(v); return *this; }
+    VecReal64& operator+=(const double& s) { Add(s); return *this; }
+    VecReal64& operator-=(const double& s) { Sub(s); return *this; }
+    VecReal64& operator*=(const double& s) { Mul(s); return *this; }
+    VecReal64& operator/=(const double& s) { Div(s); return *this; }
+
+    double Max() const;
+    double Min() const;
+    void Max(double& value, int& index) const;
+    void Min(double& value, int& index) const;
+    double Max(int start, int length) const;
+    double Min(int start, int length) const;
+    void Max(double& value, int& index, int start, int length) const;
+    void Min(double& value, int& index, int start, int length) const;
+
+    double Sum() const;
+    double Mean() const;
+    double StdDev() const;
+    double Var() const;
+
+    // As VecReal32::IsEqual, but without the size test: walks this->size elements of both.
+    bool IsEqual(const VecReal64& other, float tolerance) const;
+
+    void Import(const double* p, int n);
+    void Import(const float* p, int n);
+    void Import(const VecReal32& v);
+    void Export(double* p, int n) const;
+
+    static bool UnitTest(UnitTestRecorder& recorder);
+
+private:
+    void Alloc(int n) override;
+};
+
+class VecCplx32 : public BaseVector<Cplx32> {
+public:
+    VecCplx32() = default;
+    explicit VecCplx32(int n);
+    VecCplx32(const VecCplx32& v);
+    explicit VecCplx32(const VecCplx64& v);
+    // re.size elements from two planes; im.size is not looked at.
+    VecCplx32(const VecReal32& re, const VecReal32& im);
+    // (v[i], 0).
+    explicit VecCplx32(const VecReal32& v);
+    ~VecCplx32() override = default;
+    VecCplx32& operator=(const VecCplx32& v);
+
+    void Add(const VecCplx32& v);
+    void Sub(const VecCplx32& v);
+    void Mul(const VecCplx32& v);
+    void Div(const VecCplx32& v);
+    void Add(const Cplx32& s);
+    void Sub(const Cplx32& s);
+    void Mul(const Cplx32& s);
+    void Div(const Cplx32& s);
+    // Scales real and imaginary parts alike.
+    void Mul(const float& s);
+    // this[dstStart + k] -= other[srcStart + k] for k < length; unchecked.
+    void Sub(const VecCplx32& other, int dstStart, int srcStart, int length);
+    VecCplx32& operator+=(const VecCplx32& v) { Add(v); return *this; }
+    VecCplx32& operator-=(const VecCplx32& v) { Sub(v); return *this; }
+    VecCplx32& operator*=(const VecCplx32& v) { Mul(v); return *this; }
+    VecCplx32& operator/=(const VecCplx32& v) { Div(v); return *this; }
+    VecCplx32& operator+=(const Cplx32& s) { Add(s); return *this; }
+    VecCplx32& operator-=(const Cplx32& s) { Sub(s); return *this; }
+    VecCplx32& operator*=(const Cplx32& s) { Mul(s); return *this; }
+    VecCplx32& operator/=(const Cplx32& s) { Div(s); return *this; }
+    VecCplx32& operator*=(const float& s) { Mul(s); return *this; }
+
+    // By squared magnitude (rounded to float), the earliest element winning ties; the element found is
+    // returned whole. Max of all zeros gives index 0; an empty vector reads element 0 unchecked (a
+    // vector that never had storage gives (0, 0) instead of dereferencing null).
+    Cplx32 Max() const;
+    Cplx32 Min() const;
+    void Max(Cplx32& value, int& index) const;
+    void Min(Cplx32& value, int& index) const;
+
+    Cplx32 Sum() const;  // accumulated in double
+    Cplx32 Mean() const;
+
+    void GetReal(VecReal32& out) const;  // out.Resize(size), real parts
+    void GetImag(VecReal32& out) const;
+
+    // Real and imaginary parts must each differ by less than tolerance; sizes differ: false.
+    bool IsEqual(const VecCplx32& other, float tolerance) const;
+
+    void Import(const float* re, const float* im, int n);
+    void Import(const double* re, const double* im, int n);
+    void Import(const VecReal32& re, const VecReal32& im);  // re.size elements
+    void Import(const VecReal32& v);                       // (v[i], 0)
+    // n complex elements read as interleaved (re, im): 2 * n floats.
+    void Import(const float* p, int n);
+    void Import(const Cplx32* p, int n);
+    void Export(float* re, float* im, int n) const;
+    void Export(double* re, double* im, int n) const;
+    void Export(Cplx32* p, int n) const;
+
+    static bool UnitTest(UnitTestRecorder& recorder);
+
+private:
+    void Alloc(int n) override;
+    float Sqr(const Cplx32& c) const { return c.re * c.re + c.im * c.im; }
+};
+
+class VecCplx64 : public BaseVector<Cplx64> {
+public:
+    VecCplx64() = default;
+    explicit VecCplx64(int n);
+    VecCplx64(const VecCplx64& v);
+    explicit VecCplx64(const VecCplx32& v);
+    VecCplx64(const VecReal64& re, const VecReal64& im);
+    explicit VecCplx64(const VecReal64& v);
+    ~VecCplx64() override = default;
+    VecCplx64& operator=(const VecCplx64& v);
+
+    void Add(const VecCplx64& v);
+    void Sub(const VecCplx64& v);
+    void Mul(const VecCplx64& v);
+    void Div(const VecCplx64& v);
+    void Add(const Cplx64& s);
+    void Sub(const Cplx64& s);
+    void Mul(const Cplx64& s);
+    void Div(const Cplx64& s);
+    VecCplx64& operator+=(const VecCplx64& v) { Add(v); return *this; }
+    VecCplx64& operator-=(const VecCplx64& v) { Sub(v); return *this; }
+    VecCplx64& operator*=(const VecCplx64& v) { Mul(v); return *this; }
+    VecCplx64& operator/=(const VecCplx64& v) { Div(v); return *this; }
+    VecCplx64& operator+=(const Cplx64& s) { Add(s); return *this; }
+    VecCplx64& operator-=(const Cplx64& s) { Sub(s); return *this; }
+    VecCplx64& operator*=(const Cplx64& s) { Mul(s); return *this; }
+    VecCplx64& operator/=(const Cplx64& s) { Div(s); return *this; }
+
+    Cplx64 Max() const;
+    Cplx64 Min() const;
+    void Max(Cplx64& value, int& index) const;
+    void Min(Cplx64& value, int& index) const;
+
+    Cplx64 Sum() const;
+    Cplx64 Mean() const;
+
+    void GetReal(VecReal64& out) const;
+    void GetImag(VecReal64& out) const;
+
+    bool IsEqual(const VecCplx64& other, float tolerance) const;
+
+    void Import(const double* re, const double* im, int n);
+    void Import(const VecReal64& re, const VecReal64& im);
+    void Import(const VecReal64& v);
+    void Import(const double* p, int n);  // n complex elements, interleaved
+    void Import(const Cplx64* p, int n);
+    void Export(double* re, double* im, int n) const;
+    void Export(Cplx64* p, int n) const;
+
+    static bool UnitTest(UnitTestRecorder& recorder);
+
+private:
+    void Alloc(int n) override;
+    double Sqr(const Cplx64& c) const { return c.re * c.re + c.im * c.im; }
+};
+
+}  // namespace VELA
