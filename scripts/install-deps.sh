@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# Installs, as root on Debian 12, every package that the build, tests and benchmarks need.
+# Idempotent: packages already present are left as they are.
+set -euo pipefail
+
+PACKAGES=(
+    build-essential cmake pkg-config git
+    libfftw3-dev       # FFT plans
+    libsleef-dev       # vectorised transcendental functions
+    liblapack-dev liblapacke-dev  # LU factorisation and inverse
+    zlib1g-dev         # crc32 anchor of the checksum benchmark
+    googletest libgtest-dev libbenchmark-dev
+    libvolk2-dev       # peer kernels for the benchmarks
+    python3-numpy python3-scipy  # numerical oracles of the tests (/usr/bin/python3)
+    valgrind
+)
+
+missing=()
+for p in "${PACKAGES[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -eq 0 ]; then
+    echo "install-deps: all ${#PACKAGES[@]} packages present"
+    exit 0
+fi
+SUDO=""
+[ "$(id -u)" -eq 0 ] || SUDO="sudo"
+echo "install-deps: installing ${missing[*]}"
+$SUDO apt-get update -qq
+DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"

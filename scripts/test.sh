@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# The whole test suite: set up, then
+#   1. release build, every GoogleTest case and the self-test host under ctest;
+#   2. the same under AddressSanitizer and UndefinedBehaviorSanitizer;
+#   3. install, then build and run a consumer project against the installed package, once through
+#      find_package(Corvane) and once through pkg-config.
+set -euo pipefail
+root="$(cd "$(dirname "$0")/.." && pwd)"
+jobs="$(nproc)"
+bash "$root/scripts/install-deps.sh"
+
+echo "== release build and tests"
+cmake -S "$root" -B "$root/build" -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake --build "$root/build" -j"$jobs"
+(cd "$root/build" && ctest --output-on-failure -j"$jobs")
+
+echo "== sanitizer build and tests (address, undefined)"
+cmake -S "$root" -B "$root/build-asan" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCORVANE_SANITIZE=ON >/dev/null
+cmake --build "$root/build-asan" -j"$jobs"
+(cd "$root/build-asan" && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+    UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j"$jobs")
+
+echo "== install and consumer check"
+prefix="$root/build/_install"
+rm -rf "$prefix"
+cmake --install "$root/build" --prefix "$prefix" >/dev/null
+cmake -S "$root/examples/consumer" -B "$root/build/consumer" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$root/build/consumer" -j"$jobs"
+"$root/build/consumer/consumer"
+PKG_CONFIG_PATH="$prefix/lib/pkgconfig:$prefix/lib/x86_64-linux-gnu/pkgconfig" \
+    bash -c 'c++ -std=c++20 -Wall -Wextra -Werror "$0/examples/consumer/main.cpp" -o "$0/build/consumer/consumer-pc" \
+             $(pkg-config --cflags --libs corvane) -Wl,-rpath,"$(pkg-config --variable=libdir corvane)"' "$root"
+"$root/build/consumer/consumer-pc"
+echo "== all checks passed"
