@@ -1,7 +1,7 @@
 #include "FT.h"
 
 #include "kernel/FFTPlan.h"
-#include "kernel/Kernels.h"
+#include "kernel/VectorKernels.h"
 #include "kernel/Memory.h"
 
 namespace VELA {

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <mutex>
 
-#include "kernel/Kernels.h"
+#include "kernel/VectorKernels.h"
 
 namespace VELA::kern {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "Vector.h"
-#include "kernel/Kernels.h"
+#include "kernel/VectorKernels.h"
 
 namespace VELA {
 

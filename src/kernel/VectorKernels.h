@@ -1,8 +1,5 @@
-// Element-wise kernels of the library, with run-time choice of the instruction-set level.
-//
-// Every kernel exists as a plain scalar reference and as one optimised body compiled three times
-// (baseline x86-64/SSE2, x86-64-v3 with AVX2 and FMA, x86-64-v4 with AVX-512). The level is chosen once,
-// when the library is loaded, from what the CPU offers; tests can force any level with SetVariant.
+// The vector family of kernels: conversion, arithmetic, reductions and extremes on float, double and
+// interleaved complex data. See Dispatch.h for how the levels are built and chosen.
 //
 // Conventions of all kernels:
 // - they act on exactly `n` elements and do nothing for n <= 0;
@@ -14,15 +11,15 @@
 #pragma once
 #include <cstdint>
 
+#include "kernel/Dispatch.h"
+
 namespace VELA::kern {
 
 inline constexpr int kStsNoErr = 0;
 inline constexpr int kStsDivByZero = 6;
 inline constexpr int kStsDivByZeroErr = -10;
 
-enum class Variant { Reference = 0, Sse2 = 1, Avx2 = 2, Avx512 = 3 };
-
-struct KernelTable {
+struct VectorKernelTable {
     const char* name;
 
     // ---- conversion and layout ----
@@ -96,19 +93,10 @@ struct KernelTable {
     void (*expand_ccs_c64)(double* d, int n);
 };
 
-// The table in use. Chosen once at load time; SetVariant changes it (tests only, not thread-safe).
-const KernelTable& K() noexcept;
+// The table of the active level.
+const VectorKernelTable& K() noexcept;
 
-// The table of one level, or null when the CPU cannot run it (or it was not built).
-const KernelTable* TableFor(Variant v) noexcept;
-
-// The best level this CPU supports.
-Variant BestVariant() noexcept;
-
-// Makes `v` the active table; false (and no change) if the CPU cannot run it.
-bool SetVariant(Variant v) noexcept;
-
-// The active level.
-Variant ActiveVariant() noexcept;
+// The table of one level, or null when the CPU cannot run it.
+const VectorKernelTable* VectorTableFor(Variant v) noexcept;
 
 }  // namespace VELA::kern

@@ -2,7 +2,7 @@
 // Built without auto-vectorisation; clarity over speed.
 #include <cmath>
 
-#include "kernel/Kernels.h"
+#include "kernel/VectorKernels.h"
 
 namespace VELA::kern::reference {
 namespace {
@@ -188,8 +188,8 @@ void ExpandCcs(T* d, int n) {
 
 }  // namespace
 
-extern const KernelTable kTable;
-const KernelTable kTable = {
+extern const VectorKernelTable kTable;
+const VectorKernelTable kTable = {
     .name = "reference",
     .convert_f32_f64 = Convert<float, double>,
     .convert_f64_f32 = Convert<double, float>,
