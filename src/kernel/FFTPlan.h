@@ -21,6 +21,10 @@ struct FFTPlan;
 FFTPlan* FFTCreate(FFTKind kind, int length, int normFlag);
 void FFTDestroy(FFTPlan* plan);
 
+// The FFTW planner flags (the rigour: FFTW_ESTIMATE, FFTW_MEASURE, ...) used for `length` points.
+// Benchmarks plan their raw-FFTW anchors with the same flags.
+unsigned FFTPlannerFlags(int length);
+
 // Bytes of work buffer that execution may use (staging of in-place and real-inverse input).
 int FFTWorkBytes(const FFTPlan* plan);
 

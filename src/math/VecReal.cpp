@@ -158,7 +158,16 @@ VecReal64& VecReal64::operator=(const VecReal32& v) {
     // A fresh block is taken even when the old one would do. The old block is released only once the
     // new one is in place, so it is never leaked and the two are never the same.
     double* old = base;
-    Alloc(n);
+    try {
+        Alloc(n);
+    } catch (...) {
+        // Alloc has already dropped `base`: release the old block too and leave a valid empty vector,
+        // not a window on a block that nothing owns any more.
+        VELADelete(old);
+        data = base = nullptr;
+        size = capacity = 0;
+        throw;
+    }
     if (base != old) VELADelete(old);
     data = base;
     size = capacity = n;

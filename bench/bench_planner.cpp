@@ -1,0 +1,156 @@
+// How hard FFTW's planner should work: plan time and execution time of complex forward transforms
+// (float and double) planned with FFTW_ESTIMATE, FFTW_MEASURE and, for short lengths, FFTW_PATIENT.
+// The figures behind PlannerFlags() in src/kernel/FFTPlan.cpp.
+//
+// Every plan is made once, after forgetting all wisdom, so its planning time is the cost a process
+// pays the first time it meets that length (later plans of the same length reuse the wisdom and are
+// cheap). Planning time is the CPU time of the planning thread. Execution runs the plan out of place
+// on 64-byte aligned arrays, as the library's plans run.
+#include <fftw3.h>
+
+#include <cstdio>
+#include <ctime>
+#include <map>
+#include <memory>
+#include <string>
+#include <tuple>
+
+#include "BenchSummary.h"
+
+namespace {
+
+constexpr int kLengths[] = {1000, 1024, 1536, 4096, 4099, 6000, 65536, 1 << 17, 1 << 18, 1 << 19, 1 << 20};
+// FFTW_PATIENT plans take about ten times as long as FFTW_MEASURE's (about 1 s for 1024 points and
+// 90 s for the prime 4099 here), so it is measured on the short composite lengths only.
+constexpr int kPatientMax = 4096;
+
+struct Rigour {
+    const char* name;
+    unsigned flags;
+};
+constexpr Rigour kRigours[] = {{"ESTIMATE", FFTW_ESTIMATE}, {"MEASURE", FFTW_MEASURE}, {"PATIENT", FFTW_PATIENT}};
+
+double ThreadCpuSeconds() {
+    timespec t{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
+}
+
+// One plan with its arrays, made on first use and kept for the repetitions that follow.
+template <class T>
+struct Planned;
+template <>
+struct Planned<float> {
+    fftwf_complex *in = nullptr, *out = nullptr;
+    fftwf_plan plan = nullptr;
+    double planSeconds = 0;
+    Planned(int n, unsigned flags) {
+        in = fftwf_alloc_complex(static_cast<size_t>(n));
+        out = fftwf_alloc_complex(static_cast<size_t>(n));
+        fftwf_forget_wisdom();
+        const double t0 = ThreadCpuSeconds();
+        plan = fftwf_plan_dft_1d(n, in, out, FFTW_FORWARD, flags);
+        planSeconds = ThreadCpuSeconds() - t0;
+        for (int i = 0; i < n; ++i) in[i][0] = in[i][1] = static_cast<float>(i % 17) - 8.0f;
+    }
+    ~Planned() {
+        if (plan) fftwf_destroy_plan(plan);
+        fftwf_free(in);
+        fftwf_free(out);
+    }
+    void Execute() { fftwf_execute(plan); }
+};
+template <>
+struct Planned<double> {
+    fftw_complex *in = nullptr, *out = nullptr;
+    fftw_plan plan = nullptr;
+    double planSeconds = 0;
+    Planned(int n, unsigned flags) {
+        in = fftw_alloc_complex(static_cast<size_t>(n));
+        out = fftw_alloc_complex(static_cast<size_t>(n));
+        fftw_forget_wisdom();
+        const double t0 = ThreadCpuSeconds();
+        plan = fftw_plan_dft_1d(n, in, out, FFTW_FORWARD, flags);
+        planSeconds = ThreadCpuSeconds() - t0;
+        for (int i = 0; i < n; ++i) in[i][0] = in[i][1] = static_cast<double>(i % 17) - 8.0;
+    }
+    ~Planned() {
+        if (plan) fftw_destroy_plan(plan);
+        fftw_free(in);
+        fftw_free(out);
+    }
+    void Execute() { fftw_execute(plan); }
+};
+
+template <class T>
+Planned<T>& PlanFor(int n, unsigned flags) {
+    static std::map<std::pair<int, unsigned>, std::unique_ptr<Planned<T>>> cache;
+    auto& slot = cache[{n, flags}];
+    if (!slot) slot = std::make_unique<Planned<T>>(n, flags);
+    return *slot;
+}
+
+template <class T>
+void Execute(benchmark::State& state, int n, unsigned flags) {
+    Planned<T>& p = PlanFor<T>(n, flags);
+    if (!p.plan) {
+        state.SkipWithError("FFTW refused the plan");
+        return;
+    }
+    for (auto _ : state) {
+        p.Execute();
+        benchmark::ClobberMemory();
+    }
+    state.counters["plan_ms"] = 1e3 * p.planSeconds;
+}
+
+std::string Name(const char* kind, const char* rigour, int n) {
+    std::string s("FFTW/");
+    s.append(kind).append("/").append(rigour).append("/").append(std::to_string(n));
+    return s;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    bench::SummaryReporter reporter;
+    for (const char* kind : {"C32", "C64"}) {
+        const bool isFloat = kind[1] == '3';
+        for (int n : kLengths)
+            for (const Rigour& r : kRigours) {
+                if (r.flags == FFTW_PATIENT && n > kPatientMax) continue;
+                auto* b = isFloat ? benchmark::RegisterBenchmark(Name(kind, r.name, n).c_str(), Execute<float>, n,
+                                                                 r.flags)
+                                  : benchmark::RegisterBenchmark(Name(kind, r.name, n).c_str(), Execute<double>, n,
+                                                                 r.flags);
+                b->Unit(benchmark::kMicrosecond);
+            }
+    }
+    const int rc = bench::RunAll(argc, argv, reporter);
+
+    // Plan time against execution time, and after how many transforms the planning pays for itself.
+    std::printf("\n%-4s %8s | %11s %11s %11s | %11s %11s %11s | %9s %11s\n", "kind", "N", "plan E ms",
+                "plan M ms", "plan P ms", "exec E us", "exec M us", "exec P us", "M/E exec", "M pays after");
+    for (const char* kind : {"C32", "C64"})
+        for (int n : kLengths) {
+            const auto* e = reporter.Find(Name(kind, "ESTIMATE", n));
+            const auto* m = reporter.Find(Name(kind, "MEASURE", n));
+            const auto* p = reporter.Find(Name(kind, "PATIENT", n));
+            if (!e || !m) continue;
+            auto plan = [](const bench::SummaryReporter::Figures* f) {
+                auto it = f->counters.find("plan_ms");
+                return it == f->counters.end() ? 0.0 : it->second;
+            };
+            char pp[16] = "-", pe[16] = "-", pays[24] = "never";
+            if (p) {
+                std::snprintf(pp, sizeof pp, "%.1f", plan(p));
+                std::snprintf(pe, sizeof pe, "%.3f", p->ns / 1e3);
+            }
+            const double gain = e->ns - m->ns;  // ns saved per transform
+            if (gain > 0) std::snprintf(pays, sizeof pays, "%.0f", (plan(m) - plan(e)) * 1e6 / gain);
+            std::printf("%-4s %8d | %11.2f %11.1f %11s | %11.3f %11.3f %11s | %9.3f %11s\n", kind, n, plan(e),
+                        plan(m), pp, e->ns / 1e3, m->ns / 1e3, pe, m->ns / e->ns, pays);
+        }
+    std::fflush(stdout);
+    return rc;
+}

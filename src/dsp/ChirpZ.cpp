@@ -1,0 +1,150 @@
+#include "ChirpZ.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "../math/MathUtils.h"
+#include "FT.h"
+
+namespace VELA {
+
+namespace {
+
+// The float nearest to 2pi, widened: the constant of every figure built on this transform.
+constexpr double kTwoPi = 6.2831854820251465;
+
+template <class C>
+C Polar(double c, double s);
+template <>
+Cplx64 Polar<Cplx64>(double c, double s) {
+    return {c, s};
+}
+template <>
+Cplx32 Polar<Cplx32>(double c, double s) {
+    return {static_cast<float>(c), static_cast<float>(s)};
+}
+
+template <class Vec, class C>
+void FillTables(Vec& preChirp, Vec& impulse, Vec& postChirp, int n, int k, int l, double phi, double theta) {
+    for (int i = 0, top = std::max(k, l); i < top; ++i) {
+        const double d = static_cast<double>(i) - n + 1;
+        const double a = d * d * 0.5 * phi;
+        const double c = std::cos(a), s = std::sin(a);
+        if (i < k) postChirp[i] = Polar<C>(c, -s);
+        if (i < l) impulse[i] = Polar<C>(c, s);
+    }
+    for (int i = 0; i < n; ++i) {
+        const double b = phi * 0.5 * static_cast<double>(i) * i + i * theta;
+        preChirp[i] = Polar<C>(std::cos(b), -std::sin(b));
+    }
+}
+
+}  // namespace
+
+ChirpZ::ChirpZ(int n, double sampleRate, int m, double startFreq, double freqStep, bool wide)
+    : inputSize(n),
+      outputSize(m),
+      fftSize(MathUtils::NextPowOf2(n + m - 1)),
+      chirpSize(n + std::max(n, m) - 1),
+      use64(wide),
+      ft(nullptr) {
+    const double phi = kTwoPi * freqStep / sampleRate;
+    const double theta = startFreq * kTwoPi / sampleRate;
+    ft = new FT(2, VELAAlgorithmAccurate);
+    if (use64) {
+        preChirp64.Resize(n);
+        postChirp64.Resize(chirpSize);
+        impulse64.Resize(fftSize);
+        impulseSpectrum64.Resize(fftSize);
+        work64.Resize(fftSize);
+        workSpectrum64.Resize(fftSize);
+        FillTables<VecCplx64, Cplx64>(preChirp64, impulse64, postChirp64, n, chirpSize, fftSize, phi, theta);
+        ft->Forward(impulseSpectrum64, impulse64);
+    } else {
+        preChirp32.Resize(n);
+        postChirp32.Resize(chirpSize);
+        impulse32.Resize(fftSize);
+        impulseSpectrum32.Resize(fftSize);
+        work32.Resize(fftSize);
+        workSpectrum32.Resize(fftSize);
+        FillTables<VecCplx32, Cplx32>(preChirp32, impulse32, postChirp32, n, chirpSize, fftSize, phi, theta);
+        ft->Forward(impulseSpectrum32, impulse32);
+    }
+}
+
+ChirpZ::ChirpZ(const ChirpZ& o)
+    : preChirp64(o.preChirp64),
+      impulse64(o.impulse64),
+      impulseSpectrum64(o.impulseSpectrum64),
+      work64(o.work64),
+      workSpectrum64(o.workSpectrum64),
+      postChirp64(o.postChirp64),
+      preChirp32(o.preChirp32),
+      impulse32(o.impulse32),
+      impulseSpectrum32(o.impulseSpectrum32),
+      work32(o.work32),
+      workSpectrum32(o.workSpectrum32),
+      postChirp32(o.postChirp32),
+      inputSize(o.inputSize),
+      outputSize(o.outputSize),
+      fftSize(o.fftSize),
+      chirpSize(o.chirpSize),
+      use64(o.use64),
+      ft(o.ft) {}
+
+ChirpZ& ChirpZ::operator=(const ChirpZ& o) {
+    if (this == &o) return *this;
+    preChirp64 = o.preChirp64;
+    impulse64 = o.impulse64;
+    impulseSpectrum64 = o.impulseSpectrum64;
+    work64 = o.work64;
+    workSpectrum64 = o.workSpectrum64;
+    postChirp64 = o.postChirp64;
+    preChirp32 = o.preChirp32;
+    impulse32 = o.impulse32;
+    impulseSpectrum32 = o.impulseSpectrum32;
+    work32 = o.work32;
+    workSpectrum32 = o.workSpectrum32;
+    postChirp32 = o.postChirp32;
+    inputSize = o.inputSize;
+    outputSize = o.outputSize;
+    fftSize = o.fftSize;
+    chirpSize = o.chirpSize;
+    use64 = o.use64;
+    ft = o.ft;
+    return *this;
+}
+
+ChirpZ::~ChirpZ() { delete ft; }
+
+template <class Vec>
+void ChirpZ::Run(Vec& out, const Vec& in, Vec& preChirp, Vec& impulseSpectrum, Vec& work, Vec& workSpectrum,
+                 Vec& postChirp) {
+    const int n = inputSize, m = outputSize, l = fftSize;
+    out.Resize(l);
+    // work = [in * preChirp, 0 ...]: the block, pre-chirped, zero-padded to the transform length.
+    work.Resize(n);
+    std::memcpy(static_cast<void*>(work.Data()), static_cast<const void*>(in.Data()), sizeof(in[0]) * n);
+    work *= preChirp;
+    work.Resize(l);
+    if (l > n) std::memset(static_cast<void*>(work.Data() + n), 0, sizeof(in[0]) * static_cast<size_t>(l - n));
+    ft->Forward(workSpectrum, work);
+    workSpectrum *= impulseSpectrum;
+    ft->Inverse(out, workSpectrum);
+    // Only outputs from index N-1 on are valid convolution results; post-chirp them and show just those.
+    out.Truncate(n - 1, m);
+    postChirp.Truncate(n - 1, m);
+    out *= postChirp;
+    postChirp.Resize(chirpSize);
+}
+
+void ChirpZ::Apply(VecCplx32& out, const VecCplx32& in) {
+    Run(out, in, preChirp32, impulseSpectrum32, work32, workSpectrum32, postChirp32);
+}
+
+void ChirpZ::Apply(VecCplx64& out, const VecCplx64& in) {
+    Run(out, in, preChirp64, impulseSpectrum64, work64, workSpectrum64, postChirp64);
+}
+
+}  // namespace VELA

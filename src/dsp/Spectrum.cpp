@@ -1,0 +1,58 @@
+#include "Spectrum.h"
+
+#include "../math/MathUtils.h"
+#include "DSPUtils.h"
+#include "FT.h"
+#include "kernel/SpectrumKernels.h"
+
+namespace VELA {
+
+Spectrum::Spectrum(int size, WindowType type, float para)
+    : m_size(size),
+      m_windowPara(para),
+      m_unit(PowerUnitDB),
+      m_windowedCplx(size),
+      m_spectrum(size),
+      m_mag(size) {
+    m_window = m_windowFactory.MakeWindow(type, size, para);
+    // Without a window there is no measurement to make; say so now rather than at the first Apply.
+    if (!m_window) VELA_THROW(VELAErrorInvalidInputParameter);
+    m_ft = new FT();
+}
+
+Spectrum::~Spectrum() {
+    delete m_window;
+    delete m_ft;
+}
+
+void Spectrum::Apply(VecReal32& out, const VecCplx32& in) {
+    m_window->Apply(m_windowedCplx, in);
+    m_ft->Forward(m_spectrum, m_windowedCplx);
+    Finish(out);
+}
+
+void Spectrum::Apply(VecReal32& out, const VecReal32& in) {
+    m_window->Apply(m_windowedReal, in);
+    m_ft->Forward(m_spectrum, m_windowedReal);
+    Finish(out);
+}
+
+void Spectrum::Finish(VecReal32& out) {
+    const int n = m_spectrum.GetSize();
+    const int k = (n + 1) / 2;  // display order starts at bin ceil(N/2)
+    if (m_unit != PowerUnitDB) {
+        DSPUtils::Mag(m_mag, m_spectrum);
+        DSPUtils::FFTShift(m_shifted, m_mag);
+        // Resize and copy rather than operator=, which would reallocate on every call.
+        MathUtils::Copy(out, m_shifted.GetSize(), m_shifted, 0);
+        return;
+    }
+    // Magnitude, rotation, epsilon, logarithm and scale in one pass over the transform, written straight
+    // into display order: bins k..N-1 to the front, then bins 0..k-1.
+    out.Resize(n);
+    const float* bins = reinterpret_cast<const float*>(m_spectrum.Data());
+    kern::SPK().mag_db_c32(bins + 2 * static_cast<size_t>(k), out.Data(), n - k);
+    kern::SPK().mag_db_c32(bins, out.Data() + (n - k), k);
+}
+
+}  // namespace VELA

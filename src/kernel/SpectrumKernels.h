@@ -1,0 +1,35 @@
+// The spectrum family of kernels: the passes of a magnitude spectrum after the transform, fused so that
+// the data are read once. See Dispatch.h for how the levels are built and chosen.
+//
+// Conventions are those of the vector family (VectorKernels.h): a kernel acts on exactly the count it
+// is given and does nothing for a count <= 0; complex data are interleaved (re, im) pairs.
+#pragma once
+
+#include "kernel/Dispatch.h"
+
+namespace VELA::kern {
+
+struct SpectrumKernelTable {
+    const char* name;
+
+    // d[i] = a[i] * b[i] for n floats; d may be a or b. Applies a doubled window to interleaved complex
+    // data in one pass (a copy and an in-place product give the same values).
+    void (*mul_f32)(const float* a, const float* b, float* d, int n);
+
+    // d[i] = 20 log10(|s_i| + eps) in dB for n complex values, eps the float 1e-40: magnitude, epsilon,
+    // logarithm and scale in one pass. Where |s_i| lies in [2^-50, 2^50], eps is below half an ulp of
+    // it and the value is 10 log10(re^2 + im^2), evaluated in float from the exponent and a series for
+    // the mantissa (within about 2e-5 dB of the exact value, the float spacing of the result included).
+    // Elsewhere (zero, tiny, huge, Inf, NaN) it is the library's step-by-step form: the magnitude as
+    // MathUtils::Abs forms it, plus eps, log10 in double rounded to float, times 20, so zero gives
+    // 20 log10(eps), about -800 dB.
+    void (*mag_db_c32)(const float* s, float* d, int n);
+};
+
+// The table of the active level.
+const SpectrumKernelTable& SPK() noexcept;
+
+// The table of one level, or null when the CPU cannot run it.
+const SpectrumKernelTable* SpectrumTableFor(Variant v) noexcept;
+
+}  // namespace VELA::kern

@@ -1,0 +1,27 @@
+// Plain scalar reference of the spectrum kernels: the definition of what every optimised level computes.
+// Built without auto-vectorisation; clarity over speed.
+#include "kernel/SpectrumKernels.h"
+#include "kernel/SpectrumScalar.h"
+
+namespace VELA::kern::reference {
+namespace {
+
+void MulF32(const float* a, const float* b, float* d, int n) {
+    for (int i = 0; i < n; ++i)
+        d[i] = a[i] * b[i];
+}
+
+void MagDbC32(const float* s, float* d, int n) {
+    for (int i = 0; i < n; ++i) {
+        const float re = s[2 * i], im = s[2 * i + 1];
+        const float p = spectrum::Power(re, im);
+        d[i] = spectrum::FastRange(p) ? spectrum::FastDb(p) : spectrum::SlowDb(re, im);
+    }
+}
+
+}  // namespace
+
+extern const SpectrumKernelTable kSpectrumTable;
+const SpectrumKernelTable kSpectrumTable = {"reference", MulF32, MagDbC32};
+
+}  // namespace VELA::kern::reference
