@@ -9,10 +9,11 @@
 // - complex data are interleaved (re, im) pairs and `n` counts complex elements.
 //
 // Accuracy of the elementary functions (cos ... powx): every level is within 1 ulp of the exact result in
-// its own precision. The optimised levels use SLEEF's 1-ulp vector functions; the reference level
-// computes the float functions in double with the C library and rounds once, and the double functions
-// with the C library. Levels therefore agree to within an ulp or two, not bit for bit. The remaining
-// kernels give the same bits at every level, except the dot products (summation order).
+// its own precision. The optimised levels use SLEEF's 1-ulp vector functions (the float erf excepted,
+// see MathBody.inc); the reference level evaluates each function with the C library one type wider
+// (float in double, double in long double) and rounds once. Levels therefore agree to within one
+// representable step, not bit for bit. The remaining kernels give the same bits at every level, except
+// the dot products (summation order).
 #pragma once
 
 #include <cstddef>
