@@ -19,7 +19,8 @@ using VELA::VecCplx32;
 void Fill(VecCplx32& v, unsigned seed) {
     std::mt19937 gen(seed);
     std::uniform_real_distribution<float> u(-1.0f, 1.0f);
-    for (int i = 0; i < v.GetSize(); ++i) v[i] = Cplx32{u(gen), u(gen)};
+    for (int i = 0; i < v.GetSize(); ++i)
+        v[i] = Cplx32{u(gen), u(gen)};
 }
 
 void FTForward(benchmark::State& state, int n) {
@@ -38,7 +39,8 @@ void RawFftw(benchmark::State& state, int n) {
     VecCplx32 in(n), out(n);
     auto* i = reinterpret_cast<fftwf_complex*>(in.Data());
     auto* o = reinterpret_cast<fftwf_complex*>(out.Data());
-    fftwf_plan plan = fftwf_plan_dft_1d(n, i, o, FFTW_FORWARD, VELA::kern::FFTPlannerFlags(n));
+    fftwf_plan plan =
+        fftwf_plan_dft_1d(n, i, o, FFTW_FORWARD, VELA::kern::FFTPlannerFlags(VELA::kern::FFTKind::C32, n));
     if (!plan) {
         state.SkipWithError("FFTW refused the plan");
         return;

@@ -18,14 +18,18 @@ std::mutex& PlannerLock() {
     return m;
 }
 
-// How hard the planner works, by length (measured in bench/RESULTS.md, "FFTW planning rigour").
-// Below 2^18 points FFTW_MEASURE's plans ran at most about 25% faster than FFTW_ESTIMATE's (not at all
-// at 65536) but took 0.1 to 2.6 s each to make, against under 3 ms, and a process pays that once per
-// length, kind and direction: with MEASURE everywhere the test suite spent most of its time planning.
-// From 2^18 points ESTIMATE's plans ran 1.5 to 2 times slower, and MEASURE's seconds of planning are
-// repaid within a few thousand transforms.
-constexpr int kMeasureFrom = 1 << 18;
-unsigned PlannerFlags(int length) { return length >= kMeasureFrom ? FFTW_MEASURE : FFTW_ESTIMATE; }
+// How hard the planner works, by the size of the transform (measured in bench/RESULTS.md, "FFTW
+// planning rigour"). While n complex points take less than 2 MiB (n < 2^18 in float, 2^17 in double)
+// FFTW_MEASURE's plans ran at most about 30% faster than FFTW_ESTIMATE's, often not at all, but took
+// 0.1 to 2.6 s each to make against under 3 ms, and a process pays that once per length, kind and
+// direction: with MEASURE everywhere the test suite spent most of its CPU time planning. From 2 MiB on,
+// ESTIMATE's plans ran 1.5 to 2 times slower, and MEASURE's seconds of planning are repaid within a
+// few thousand transforms. Real transforms follow the complex rule for their length (not measured).
+constexpr size_t kMeasureFromBytes = size_t{2} << 20;
+unsigned PlannerFlags(FFTKind kind, int length) {
+    const size_t point = (kind == FFTKind::R64 || kind == FFTKind::C64 ? sizeof(double) : sizeof(float)) * 2;
+    return static_cast<size_t>(length) * point >= kMeasureFromBytes ? FFTW_MEASURE : FFTW_ESTIMATE;
+}
 
 template <class T>
 struct Fftw;
@@ -79,7 +83,9 @@ struct Fftw<double> {
     static void exec_r2c(plan p, const double* i, double* o) {
         fftw_execute_dft_r2c(p, const_cast<double*>(i), reinterpret_cast<cpx*>(o));
     }
-    static void exec_c2r(plan p, double* i, double* o) { fftw_execute_dft_c2r(p, reinterpret_cast<cpx*>(i), o); }
+    static void exec_c2r(plan p, double* i, double* o) {
+        fftw_execute_dft_c2r(p, reinterpret_cast<cpx*>(i), o);
+    }
     static int alignment_of(const double* p) { return fftw_alignment_of(const_cast<double*>(p)); }
     static void scale(double* d, double c, int n) { K().mulc_f64(d, c, n); }
 };
@@ -95,8 +101,8 @@ struct FFTPlan {
     bool isDouble;
     bool isReal;
     int n;
-    double scale[2];   // forward, inverse
-    void* plans[2][2]; // [direction][aligned = 0 / unaligned = 1]
+    double scale[2];    // forward, inverse
+    void* plans[2][2];  // [direction][aligned = 0 / unaligned = 1]
 };
 
 namespace {
@@ -111,7 +117,7 @@ void* MakeOne(const FFTPlan& p, int dir, bool unaligned) {
     void* b = F::malloc(bytes);
     void* result = nullptr;
     if (a && b) {
-        unsigned flags = PlannerFlags(n) | (unaligned ? FFTW_UNALIGNED : 0u);
+        unsigned flags = PlannerFlags(p.kind, n) | (unaligned ? FFTW_UNALIGNED : 0u);
         typename F::plan pl;
         if (!p.isReal)
             pl = F::c2c(n, a, b, dir == kForward ? FFTW_FORWARD : FFTW_BACKWARD, flags);
@@ -214,18 +220,35 @@ void FFTDestroy(FFTPlan* p) {
     delete p;
 }
 
-unsigned FFTPlannerFlags(int length) { return PlannerFlags(length); }
+unsigned FFTPlannerFlags(FFTKind kind, int length) {
+    return PlannerFlags(kind, length);
+}
+unsigned FFTPlannerFlags(int length) {
+    return PlannerFlags(FFTKind::C32, length);
+}
 
 int FFTWorkBytes(const FFTPlan* p) {
     if (!p) return 0;
     return static_cast<int>((p->isDouble ? sizeof(double) : sizeof(float)) * 2 * static_cast<size_t>(p->n));
 }
 
-void FFTExecC32(FFTPlan* p, const float* in, float* out, bool fwd, void* w) { ExecC2C(p, in, out, fwd, w); }
-void FFTExecC64(FFTPlan* p, const double* in, double* out, bool fwd, void* w) { ExecC2C(p, in, out, fwd, w); }
-void FFTExecR2C32(FFTPlan* p, const float* in, float* out, void* w) { ExecR2C(p, in, out, w); }
-void FFTExecR2C64(FFTPlan* p, const double* in, double* out, void* w) { ExecR2C(p, in, out, w); }
-void FFTExecC2R32(FFTPlan* p, const float* in, float* out, void* w) { ExecC2R(p, in, out, w); }
-void FFTExecC2R64(FFTPlan* p, const double* in, double* out, void* w) { ExecC2R(p, in, out, w); }
+void FFTExecC32(FFTPlan* p, const float* in, float* out, bool fwd, void* w) {
+    ExecC2C(p, in, out, fwd, w);
+}
+void FFTExecC64(FFTPlan* p, const double* in, double* out, bool fwd, void* w) {
+    ExecC2C(p, in, out, fwd, w);
+}
+void FFTExecR2C32(FFTPlan* p, const float* in, float* out, void* w) {
+    ExecR2C(p, in, out, w);
+}
+void FFTExecR2C64(FFTPlan* p, const double* in, double* out, void* w) {
+    ExecR2C(p, in, out, w);
+}
+void FFTExecC2R32(FFTPlan* p, const float* in, float* out, void* w) {
+    ExecC2R(p, in, out, w);
+}
+void FFTExecC2R64(FFTPlan* p, const double* in, double* out, void* w) {
+    ExecC2R(p, in, out, w);
+}
 
 }  // namespace VELA::kern

@@ -21,8 +21,10 @@ struct FFTPlan;
 FFTPlan* FFTCreate(FFTKind kind, int length, int normFlag);
 void FFTDestroy(FFTPlan* plan);
 
-// The FFTW planner flags (the rigour: FFTW_ESTIMATE, FFTW_MEASURE, ...) used for `length` points.
-// Benchmarks plan their raw-FFTW anchors with the same flags.
+// The FFTW planner flags (the rigour: FFTW_ESTIMATE, FFTW_MEASURE, ...) used for plans of `kind` and
+// `length` points. Benchmarks plan their raw-FFTW anchors with the same flags.
+unsigned FFTPlannerFlags(FFTKind kind, int length);
+// The same for complex float (FFTKind::C32).
 unsigned FFTPlannerFlags(int length);
 
 // Bytes of work buffer that execution may use (staging of in-place and real-inverse input).
