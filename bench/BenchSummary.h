@@ -21,11 +21,12 @@ namespace bench {
 // Records the bytes one iteration reads plus writes, for the bandwidth columns of the summary.
 inline void SetBytes(benchmark::State& state, double bytesPerIteration) {
     state.counters["bytes"] = benchmark::Counter(bytesPerIteration);
-    state.SetBytesProcessed(static_cast<int64_t>(bytesPerIteration * static_cast<double>(state.iterations())));
+    state.SetBytesProcessed(
+        static_cast<int64_t>(bytesPerIteration * static_cast<double>(state.iterations())));
 }
 
 class SummaryReporter : public benchmark::ConsoleReporter {
-public:
+  public:
     enum class Metric {
         TimeRatio,      // subject time / anchor time; the goal is an upper bound
         BandwidthRatio  // subject bandwidth / anchor bandwidth; the goal is a lower bound
@@ -49,7 +50,8 @@ public:
             f.ns = r.GetAdjustedCPUTime() / benchmark::GetTimeUnitMultiplier(r.time_unit) * 1e9;
             auto it = r.counters.find("bytes");
             f.bytes = it == r.counters.end() ? 0.0 : it->second.value;
-            for (const auto& [name, counter] : r.counters) f.counters[name] = counter.value;
+            for (const auto& [name, counter] : r.counters)
+                f.counters[name] = counter.value;
             f.fromMedian = median;
             figures_[r.run_name.function_name] = f;
         }
@@ -81,13 +83,14 @@ public:
             if (p.goal > 0) {
                 const bool met = p.metric == Metric::TimeRatio ? ratio <= p.goal : ratio >= p.goal;
                 verdict = met ? "met" : "MISSED";
-                std::snprintf(goal, sizeof goal, "%s%.2f", p.metric == Metric::TimeRatio ? "<=" : ">=", p.goal);
+                std::snprintf(goal, sizeof goal, "%s%.2f",
+                              p.metric == Metric::TimeRatio ? "<=" : ">=", p.goal);
             }
             char sv[32], av[32];
             std::snprintf(sv, sizeof sv, "%.4g %s", vs, unit);
             std::snprintf(av, sizeof av, "%.4g %s", va, unit);
-            std::printf("%-44s %-36s %12s %12s %10.3f %8s %s\n", p.subject.c_str(), p.anchor.c_str(), sv, av, ratio,
-                        goal, verdict);
+            std::printf("%-44s %-36s %12s %12s %10.3f %8s %s\n", p.subject.c_str(), p.anchor.c_str(), sv, av,
+                        ratio, goal, verdict);
         }
         const bool anyMedian = !figures_.empty() && figures_.begin()->second.fromMedian;
         std::printf("(%s of CPU time per iteration)\n", anyMedian ? "medians" : "single runs");
@@ -105,7 +108,7 @@ public:
         return it == figures_.end() ? nullptr : &it->second;
     }
 
-private:
+  private:
     struct Pair {
         std::string subject, anchor;
         Metric metric;

@@ -28,7 +28,8 @@ struct Rigour {
     const char* name;
     unsigned flags;
 };
-constexpr Rigour kRigours[] = {{"ESTIMATE", FFTW_ESTIMATE}, {"MEASURE", FFTW_MEASURE}, {"PATIENT", FFTW_PATIENT}};
+constexpr Rigour kRigours[] = {
+    {"ESTIMATE", FFTW_ESTIMATE}, {"MEASURE", FFTW_MEASURE}, {"PATIENT", FFTW_PATIENT}};
 
 double ThreadCpuSeconds() {
     timespec t{};
@@ -51,7 +52,8 @@ struct Planned<float> {
         const double t0 = ThreadCpuSeconds();
         plan = fftwf_plan_dft_1d(n, in, out, FFTW_FORWARD, flags);
         planSeconds = ThreadCpuSeconds() - t0;
-        for (int i = 0; i < n; ++i) in[i][0] = in[i][1] = static_cast<float>(i % 17) - 8.0f;
+        for (int i = 0; i < n; ++i)
+            in[i][0] = in[i][1] = static_cast<float>(i % 17) - 8.0f;
     }
     ~Planned() {
         if (plan) fftwf_destroy_plan(plan);
@@ -72,7 +74,8 @@ struct Planned<double> {
         const double t0 = ThreadCpuSeconds();
         plan = fftw_plan_dft_1d(n, in, out, FFTW_FORWARD, flags);
         planSeconds = ThreadCpuSeconds() - t0;
-        for (int i = 0; i < n; ++i) in[i][0] = in[i][1] = static_cast<double>(i % 17) - 8.0;
+        for (int i = 0; i < n; ++i)
+            in[i][0] = in[i][1] = static_cast<double>(i % 17) - 8.0;
     }
     ~Planned() {
         if (plan) fftw_destroy_plan(plan);
@@ -119,10 +122,10 @@ int main(int argc, char** argv) {
         for (int n : kLengths)
             for (const Rigour& r : kRigours) {
                 if (r.flags == FFTW_PATIENT && n > kPatientMax) continue;
-                auto* b = isFloat ? benchmark::RegisterBenchmark(Name(kind, r.name, n).c_str(), Execute<float>, n,
-                                                                 r.flags)
-                                  : benchmark::RegisterBenchmark(Name(kind, r.name, n).c_str(), Execute<double>, n,
-                                                                 r.flags);
+                auto* b = isFloat ? benchmark::RegisterBenchmark(Name(kind, r.name, n).c_str(),
+                                                                 Execute<float>, n, r.flags)
+                                  : benchmark::RegisterBenchmark(Name(kind, r.name, n).c_str(),
+                                                                 Execute<double>, n, r.flags);
                 b->Unit(benchmark::kMicrosecond);
             }
     }

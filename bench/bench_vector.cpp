@@ -42,15 +42,21 @@ void FillUnit(VecCplx32& v, unsigned seed) {
 void Fill(VecCplx32& v, unsigned seed) {
     std::mt19937 gen(seed);
     std::uniform_real_distribution<float> u(-1.0f, 1.0f);
-    for (int i = 0; i < v.GetSize(); ++i) v[i] = Cplx32{u(gen), u(gen)};
+    for (int i = 0; i < v.GetSize(); ++i)
+        v[i] = Cplx32{u(gen), u(gen)};
 }
 void Fill(VecReal32& v, unsigned seed) {
     std::mt19937 gen(seed);
     std::uniform_real_distribution<float> u(-1.0f, 1.0f);
-    for (int i = 0; i < v.GetSize(); ++i) v[i] = u(gen);
+    for (int i = 0; i < v.GetSize(); ++i)
+        v[i] = u(gen);
 }
-float* F(VecCplx32& v) { return reinterpret_cast<float*>(v.Data()); }
-lv_32fc_t* L(VecCplx32& v) { return reinterpret_cast<lv_32fc_t*>(v.Data()); }
+float* F(VecCplx32& v) {
+    return reinterpret_cast<float*>(v.Data());
+}
+lv_32fc_t* L(VecCplx32& v) {
+    return reinterpret_cast<lv_32fc_t*>(v.Data());
+}
 
 constexpr double kC32 = sizeof(Cplx32);
 constexpr double kF32 = sizeof(float);

@@ -64,7 +64,8 @@ out = np.concatenate(res)
 
 TEST(ChirpZ, FullBandEqualsForwardTransform32) {
     VecCplx32 ramp(8), viaFT, viaCZT;
-    for (int i = 0; i < 8; ++i) ramp[i] = {float(i), 0};
+    for (int i = 0; i < 8; ++i)
+        ramp[i] = {float(i), 0};
     FT ft;
     ft.Forward(viaFT, ramp);
     ChirpZ czt(8, 1.0, 8, 0.0, 0.125, false);
@@ -75,7 +76,8 @@ TEST(ChirpZ, FullBandEqualsForwardTransform32) {
 
 TEST(ChirpZ, FullBandEqualsForwardTransform64) {
     VecCplx64 ramp(8), viaFT, viaCZT;
-    for (int i = 0; i < 8; ++i) ramp[i] = {double(i), 0};
+    for (int i = 0; i < 8; ++i)
+        ramp[i] = {double(i), 0};
     FT ft;
     ft.Forward(viaFT, ramp);
     ChirpZ czt(8, 1.0, 8, 0.0, 0.125, true);
@@ -121,7 +123,8 @@ TEST(ChirpZ, SteadyApplyAllocatesNothing) {
     VecCplx32 block = Random<VecCplx32>(1000, 5), out;
     czt.Apply(out, block);
     const long long before = kern::AllocationCount();
-    for (int i = 0; i < 5; ++i) czt.Apply(out, block);
+    for (int i = 0; i < 5; ++i)
+        czt.Apply(out, block);
     EXPECT_EQ(kern::AllocationCount(), before);
 }
 

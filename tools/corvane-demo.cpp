@@ -8,7 +8,8 @@ using namespace VELA;
 
 static void Print(const char* label, const VecCplx32& v) {
     std::printf("%s:", label);
-    for (int i = 0; i < v.GetSize(); ++i) std::printf(" (%.4f, %.4f)", v[i].re, v[i].im);
+    for (int i = 0; i < v.GetSize(); ++i)
+        std::printf(" (%.4f, %.4f)", v[i].re, v[i].im);
     std::printf("\n");
 }
 
@@ -17,8 +18,8 @@ int main() {
         const float samples[] = {0.92f, 0.73f, 0.17f, 0.4f, 0.93f};
         VecReal32 a;
         a.Import(samples, 5);
-        std::printf("a: Sum %.4f  Mean %.4f  StdDev %.6f  Max %.2f  Min %.2f\n", a.Sum(), a.Mean(), a.StdDev(),
-                    a.Max(), a.Min());
+        std::printf("a: Sum %.4f  Mean %.4f  StdDev %.6f  Max %.2f  Min %.2f\n", a.Sum(), a.Mean(),
+                    a.StdDev(), a.Max(), a.Min());
         VecReal32 b(a);
         b *= 2.0f;
         b -= a;  // back to a
@@ -40,7 +41,8 @@ int main() {
         VecReal32 real;
         ft.Inverse(real, spectrum);
         std::printf("real inverse:");
-        for (int i = 0; i < real.GetSize(); ++i) std::printf(" %.4f", real[i]);
+        for (int i = 0; i < real.GetSize(); ++i)
+            std::printf(" %.4f", real[i]);
         std::printf("\n");
 
         VecReal32 zero(5);

@@ -7,7 +7,8 @@
 int main() {
     using namespace VELA;
     VecCplx32 x(8), spectrum, back;
-    for (int i = 0; i < 8; ++i) x[i] = {float(i), float(-i)};
+    for (int i = 0; i < 8; ++i)
+        x[i] = {float(i), float(-i)};
     FT ft;
     ft.Forward(spectrum, x);
     ft.Inverse(back, spectrum);

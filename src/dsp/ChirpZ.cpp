@@ -116,7 +116,9 @@ ChirpZ& ChirpZ::operator=(const ChirpZ& o) {
     return *this;
 }
 
-ChirpZ::~ChirpZ() { delete ft; }
+ChirpZ::~ChirpZ() {
+    delete ft;
+}
 
 template <class Vec>
 void ChirpZ::Run(Vec& out, const Vec& in, Vec& preChirp, Vec& impulseSpectrum, Vec& work, Vec& workSpectrum,
@@ -128,7 +130,8 @@ void ChirpZ::Run(Vec& out, const Vec& in, Vec& preChirp, Vec& impulseSpectrum, V
     std::memcpy(static_cast<void*>(work.Data()), static_cast<const void*>(in.Data()), sizeof(in[0]) * n);
     work *= preChirp;
     work.Resize(l);
-    if (l > n) std::memset(static_cast<void*>(work.Data() + n), 0, sizeof(in[0]) * static_cast<size_t>(l - n));
+    if (l > n)
+        std::memset(static_cast<void*>(work.Data() + n), 0, sizeof(in[0]) * static_cast<size_t>(l - n));
     ft->Forward(workSpectrum, work);
     workSpectrum *= impulseSpectrum;
     ft->Inverse(out, workSpectrum);

@@ -23,7 +23,7 @@ class FT;
 class UnitTestRecorder;
 
 class ChirpZ {
-public:
+  public:
     // inputSize N (points read from each block), sampleRate Fs, outputSize M, startFreq and freqStep in
     // the unit of Fs. use64 picks the double-precision tables (and Apply overload).
     ChirpZ(int inputSize, double sampleRate, int outputSize, double startFreq, double freqStep, bool use64);
@@ -44,7 +44,7 @@ public:
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
-private:
+  private:
     template <class Vec>
     void Run(Vec& out, const Vec& in, Vec& preChirp, Vec& impulseSpectrum, Vec& work, Vec& workSpectrum,
              Vec& postChirp);

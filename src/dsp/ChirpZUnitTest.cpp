@@ -15,7 +15,8 @@ bool ChirpZ::UnitTest(UnitTestRecorder& recorder) {
     const char* cls = "ChirpZ";
     {
         VecCplx32 ramp(8), viaFT, viaCZT;
-        for (int i = 0; i < 8; ++i) ramp[i] = {static_cast<float>(i), 0.0f};
+        for (int i = 0; i < 8; ++i)
+            ramp[i] = {static_cast<float>(i), 0.0f};
         FT ft;
         ft.Forward(viaFT, ramp);
         ChirpZ czt(8, 1.0, 8, 0.0, 0.125, false);
@@ -26,7 +27,8 @@ bool ChirpZ::UnitTest(UnitTestRecorder& recorder) {
     }
     {
         VecCplx64 ramp(8), viaFT, viaCZT;
-        for (int i = 0; i < 8; ++i) ramp[i] = {static_cast<double>(i), 0.0};
+        for (int i = 0; i < 8; ++i)
+            ramp[i] = {static_cast<double>(i), 0.0};
         FT ft;
         ft.Forward(viaFT, ramp);
         ChirpZ czt(8, 1.0, 8, 0.0, 0.125, true);
@@ -36,14 +38,17 @@ bool ChirpZ::UnitTest(UnitTestRecorder& recorder) {
     {
         ChirpZ wide(8, 1.0, 12, 0.0, 0.125, false);
         ChirpZ narrow(8, 1.0, 1, 0.0, 0.125, false);
-        recorder.AddTestRecord(cls, "Table sizes", wide.GetChirpSize() == 19 && narrow.GetChirpSize() == 15 &&
-                                                       narrow.GetFFTSize() == 8);
+        recorder.AddTestRecord(
+            cls, "Table sizes",
+            wide.GetChirpSize() == 19 && narrow.GetChirpSize() == 15 && narrow.GetFFTSize() == 8);
         // One output at the start frequency 0 is the plain sum of the block.
         VecCplx32 block(8), out;
-        for (int i = 0; i < 8; ++i) block[i] = {1.0f, static_cast<float>(i)};
+        for (int i = 0; i < 8; ++i)
+            block[i] = {1.0f, static_cast<float>(i)};
         narrow.Apply(out, block);
-        recorder.AddTestRecord(cls, "Single output", out.GetSize() == 1 && std::fabs(out[0].re - 8.0f) < kTol &&
-                                                         std::fabs(out[0].im - 28.0f) < kTol);
+        recorder.AddTestRecord(
+            cls, "Single output",
+            out.GetSize() == 1 && std::fabs(out[0].re - 8.0f) < kTol && std::fabs(out[0].im - 28.0f) < kTol);
     }
     return true;
 }

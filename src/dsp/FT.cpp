@@ -8,12 +8,22 @@ namespace VELA {
 
 namespace {
 
-kern::FFTKind KindOf(FTType t) { return static_cast<kern::FFTKind>(static_cast<int>(t)); }
+kern::FFTKind KindOf(FTType t) {
+    return static_cast<kern::FFTKind>(static_cast<int>(t));
+}
 
-float* F(Cplx32* p) { return reinterpret_cast<float*>(p); }
-const float* F(const Cplx32* p) { return reinterpret_cast<const float*>(p); }
-double* F(Cplx64* p) { return reinterpret_cast<double*>(p); }
-const double* F(const Cplx64* p) { return reinterpret_cast<const double*>(p); }
+float* F(Cplx32* p) {
+    return reinterpret_cast<float*>(p);
+}
+const float* F(const Cplx32* p) {
+    return reinterpret_cast<const float*>(p);
+}
+double* F(Cplx64* p) {
+    return reinterpret_cast<double*>(p);
+}
+const double* F(const Cplx64* p) {
+    return reinterpret_cast<const double*>(p);
+}
 
 void* AllocWork(int bytes) {
     void* p = kern::AlignedAlloc(static_cast<size_t>(bytes));
@@ -41,7 +51,8 @@ FT::~FT() {
 
 int FT::GetPlanCount() const {
     int n = 0;
-    for (const FTSpecNode* node = specList; node; node = node->next) ++n;
+    for (const FTSpecNode* node = specList; node; node = node->next)
+        ++n;
     return n;
 }
 

@@ -36,7 +36,7 @@ struct FTSpecNode {
 // General transform. Keeps one plan per (length, kind) for its whole life and one work buffer that
 // only grows, so a repeated transform allocates nothing. One object serves one thread at a time.
 class FT {
-public:
+  public:
     // Hint 1 (fast), flag 2 (inverse divided by N).
     FT();
     // normFlag: 1 divides the forward by N, 2 the inverse, 4 both by sqrt(N), 8 neither.
@@ -64,7 +64,7 @@ public:
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
-private:
+  private:
     kern::FFTPlan* GetSpec(int length, FTType type);
     void ResizeBuf(int size);
     void ComputeFT(const float* in, Cplx32* out, int length);
@@ -86,7 +86,7 @@ private:
 // operator= copies the plan and buffer pointers flat: afterwards the two objects share them and only
 // one of the two may be destroyed. The target's old plan is not released.
 class DFT {
-public:
+  public:
     explicit DFT(int length);
     DFT(const DFT&) = delete;
     DFT& operator=(const DFT&) = default;
@@ -97,7 +97,7 @@ public:
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
-private:
+  private:
     kern::FFTPlan* spec;
     void* workBuf;
     int length;
@@ -106,7 +106,7 @@ private:
 // Complex float transform of 2^order points (flag 2, hint 2); FFT(2) transforms 4 points.
 // Same flat assignment as DFT.
 class FFT {
-public:
+  public:
     explicit FFT(int order);
     FFT(const FFT&) = delete;
     FFT& operator=(const FFT&) = default;
@@ -117,7 +117,7 @@ public:
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
-private:
+  private:
     kern::FFTPlan* spec;
     void* workBuf;
     int order;

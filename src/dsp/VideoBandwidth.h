@@ -14,7 +14,7 @@ namespace VELA {
 class UnitTestRecorder;
 
 class VideoBandwidth {
-public:
+  public:
     // Loads the four coefficient tables (highest power first).
     VideoBandwidth();
     virtual ~VideoBandwidth() = default;
@@ -26,7 +26,7 @@ public:
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
-private:
+  private:
     double GetSigma(VecReal64& coef1, VecReal64& coef2, double threshold, double ratio);
     double GetRatio(VecReal64& coef1, VecReal64& coef2, double sigma);
 

@@ -44,14 +44,20 @@ bool SetVariant(Variant v) noexcept {
     return true;
 }
 
-Variant ActiveVariant() noexcept { return Active().load(std::memory_order_relaxed); }
+Variant ActiveVariant() noexcept {
+    return Active().load(std::memory_order_relaxed);
+}
 
 const char* VariantName(Variant v) noexcept {
     switch (v) {
-        case Variant::Reference: return "reference";
-        case Variant::Sse2: return "sse2";
-        case Variant::Avx2: return "avx2";
-        case Variant::Avx512: return "avx512";
+        case Variant::Reference:
+            return "reference";
+        case Variant::Sse2:
+            return "sse2";
+        case Variant::Avx2:
+            return "avx2";
+        case Variant::Avx512:
+            return "avx512";
     }
     return "?";
 }

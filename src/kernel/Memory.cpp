@@ -8,7 +8,9 @@ namespace {
 std::atomic<long long> g_allocations{0};
 }
 
-long long AllocationCount() noexcept { return g_allocations.load(std::memory_order_relaxed); }
+long long AllocationCount() noexcept {
+    return g_allocations.load(std::memory_order_relaxed);
+}
 
 void* AlignedAlloc(std::size_t bytes) noexcept {
     // aligned_alloc wants a multiple of the alignment; round up (and ask for at least one line).
@@ -20,6 +22,8 @@ void* AlignedAlloc(std::size_t bytes) noexcept {
     return p;
 }
 
-void AlignedFree(void* p) noexcept { std::free(p); }
+void AlignedFree(void* p) noexcept {
+    std::free(p);
+}
 
 }  // namespace VELA::kern

@@ -9,7 +9,8 @@ namespace {
 
 template <class S, class D>
 void Convert(const S* s, D* d, int n) {
-    for (int i = 0; i < n; ++i) d[i] = static_cast<D>(s[i]);
+    for (int i = 0; i < n; ++i)
+        d[i] = static_cast<D>(s[i]);
 }
 template <class T>
 void RealToCplx(const T* re, const T* im, T* d, int n) {
@@ -20,24 +21,29 @@ void RealToCplx(const T* re, const T* im, T* d, int n) {
 }
 template <class T>
 void CplxReal(const T* s, T* out, int n) {
-    for (int i = 0; i < n; ++i) out[i] = s[2 * i];
+    for (int i = 0; i < n; ++i)
+        out[i] = s[2 * i];
 }
 template <class T>
 void CplxImag(const T* s, T* out, int n) {
-    for (int i = 0; i < n; ++i) out[i] = s[2 * i + 1];
+    for (int i = 0; i < n; ++i)
+        out[i] = s[2 * i + 1];
 }
 
 template <class T>
 void Add(T* d, const T* s, int n) {
-    for (int i = 0; i < n; ++i) d[i] = d[i] + s[i];
+    for (int i = 0; i < n; ++i)
+        d[i] = d[i] + s[i];
 }
 template <class T>
 void Sub(T* d, const T* s, int n) {
-    for (int i = 0; i < n; ++i) d[i] = d[i] - s[i];
+    for (int i = 0; i < n; ++i)
+        d[i] = d[i] - s[i];
 }
 template <class T>
 void Mul(T* d, const T* s, int n) {
-    for (int i = 0; i < n; ++i) d[i] = d[i] * s[i];
+    for (int i = 0; i < n; ++i)
+        d[i] = d[i] * s[i];
 }
 template <class T>
 int Div(T* d, const T* s, int n) {
@@ -79,20 +85,24 @@ int DivCx(T* d, const T* s, int n) {
 
 template <class T>
 void AddC(T* d, T c, int n) {
-    for (int i = 0; i < n; ++i) d[i] = d[i] + c;
+    for (int i = 0; i < n; ++i)
+        d[i] = d[i] + c;
 }
 template <class T>
 void SubC(T* d, T c, int n) {
-    for (int i = 0; i < n; ++i) d[i] = d[i] - c;
+    for (int i = 0; i < n; ++i)
+        d[i] = d[i] - c;
 }
 template <class T>
 void MulC(T* d, T c, int n) {
-    for (int i = 0; i < n; ++i) d[i] = d[i] * c;
+    for (int i = 0; i < n; ++i)
+        d[i] = d[i] * c;
 }
 template <class T>
 int DivC(T* d, T c, int n) {
     if (c == T(0)) return kStsDivByZeroErr;
-    for (int i = 0; i < n; ++i) d[i] = d[i] / c;
+    for (int i = 0; i < n; ++i)
+        d[i] = d[i] / c;
     return kStsNoErr;
 }
 template <class T>
@@ -132,11 +142,16 @@ int DivCCx(T* d, T re, T im, int n) {
 template <class T>
 double SumPlane(const T* s, int n, int step, int off) {
     double t = 0;
-    for (int i = 0; i < n; ++i) t += static_cast<double>(s[i * step + off]);
+    for (int i = 0; i < n; ++i)
+        t += static_cast<double>(s[i * step + off]);
     return t;
 }
-double SumF32(const float* s, int n) { return SumPlane(s, n, 1, 0); }
-double SumF64(const double* s, int n) { return SumPlane(s, n, 1, 0); }
+double SumF32(const float* s, int n) {
+    return SumPlane(s, n, 1, 0);
+}
+double SumF64(const double* s, int n) {
+    return SumPlane(s, n, 1, 0);
+}
 void SumC32(const float* s, int n, double* re, double* im) {
     *re = SumPlane(s, n, 2, 0);
     *im = SumPlane(s, n, 2, 1);
@@ -150,11 +165,16 @@ double StdDev(const T* s, int n) {
     if (n <= 0) return 0;
     double mean = SumPlane(s, n, 1, 0) / n;
     double t = 0;
-    for (int i = 0; i < n; ++i) t += (s[i] - mean) * (s[i] - mean);
+    for (int i = 0; i < n; ++i)
+        t += (s[i] - mean) * (s[i] - mean);
     return std::sqrt(t / (n - 1));
 }
-float StdDevF32(const float* s, int n) { return static_cast<float>(StdDev(s, n)); }
-double StdDevF64(const double* s, int n) { return StdDev(s, n); }
+float StdDevF32(const float* s, int n) {
+    return static_cast<float>(StdDev(s, n));
+}
+double StdDevF64(const double* s, int n) {
+    return StdDev(s, n);
+}
 
 template <class T, bool kMax>
 T ExtremeIndex(const T* s, int n, int* index) {
@@ -173,10 +193,18 @@ T ExtremeIndex(const T* s, int n, int* index) {
     if (index) *index = k;
     return b;
 }
-float MaxF32(const float* s, int n) { return ExtremeIndex<float, true>(s, n, nullptr); }
-float MinF32(const float* s, int n) { return ExtremeIndex<float, false>(s, n, nullptr); }
-double MaxF64(const double* s, int n) { return ExtremeIndex<double, true>(s, n, nullptr); }
-double MinF64(const double* s, int n) { return ExtremeIndex<double, false>(s, n, nullptr); }
+float MaxF32(const float* s, int n) {
+    return ExtremeIndex<float, true>(s, n, nullptr);
+}
+float MinF32(const float* s, int n) {
+    return ExtremeIndex<float, false>(s, n, nullptr);
+}
+double MaxF64(const double* s, int n) {
+    return ExtremeIndex<double, true>(s, n, nullptr);
+}
+double MinF64(const double* s, int n) {
+    return ExtremeIndex<double, false>(s, n, nullptr);
+}
 
 template <class T>
 void ExpandCcs(T* d, int n) {

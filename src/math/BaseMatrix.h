@@ -13,7 +13,7 @@ namespace VELA {
 
 template <class T>
 class BaseMatrix {
-public:
+  public:
     BaseMatrix() = default;
     // Records the shape and size = capacity = r * c; allocates nothing.
     BaseMatrix(int r, int c) : rows(r), cols(c), size(r * c), capacity(r * c) {}
@@ -65,7 +65,7 @@ public:
         Create(r, c);
     }
 
-protected:
+  protected:
     // Sets the shape, allocates the block and row table through Alloc, and fills the row table.
     void Create(int r, int c) {
         rows = r;
@@ -79,7 +79,8 @@ protected:
     void SetupPoints() {
         if (size == 0 || !rowTable) return;
         rowTable[0] = data;
-        for (int i = 1; i < rows; ++i) rowTable[i] = rowTable[i - 1] + cols;
+        for (int i = 1; i < rows; ++i)
+            rowTable[i] = rowTable[i - 1] + cols;
     }
     // Releases the block and row table and zeroes every field.
     void Del() {

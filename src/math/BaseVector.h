@@ -14,7 +14,7 @@ namespace VELA {
 
 template <class T>
 class BaseVector {
-public:
+  public:
     // Records size = capacity = n and allocates nothing; a derived constructor allocates afterwards.
     explicit BaseVector(int n = 0) : data(nullptr), size(n), base(nullptr), capacity(n) {}
     // Shallow member-wise copies: the two objects then name one block. The derived classes copy deeply
@@ -82,7 +82,7 @@ public:
         size = capacity = 0;
     }
 
-protected:
+  protected:
     // Alloc(n), then capacity = size = n and data = base. An earlier block is not released.
     void Create(int n) {
         Alloc(n);

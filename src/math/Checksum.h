@@ -6,7 +6,7 @@ namespace VELA {
 class UnitTestRecorder;
 
 class Checksum {
-public:
+  public:
     // The standard reflected CRC-32 table, a constant of the data: 0, 0x77073096, 0xEE0E612C, ...
     static const unsigned int CRC32LookupTable[256];
 

@@ -42,7 +42,7 @@ struct VELAException {
 }  // namespace VELA
 
 // Throws a VELAException carrying `code`, its message, and the file and line of this use.
-#define VELA_THROW(code)                                                                         \
-    throw ::VELA::VELAException {                                                                \
-        (code), ::VELA::VELAErrorMessage(code), __FILE__, static_cast<int32_t>(__LINE__)         \
+#define VELA_THROW(code)                                                                 \
+    throw ::VELA::VELAException {                                                        \
+        (code), ::VELA::VELAErrorMessage(code), __FILE__, static_cast<int32_t>(__LINE__) \
     }

@@ -69,17 +69,37 @@ MemoryStatus QueryMemoryStatus() {
 
 }  // namespace
 
-unsigned char* VELAAllocBit(int n) { return AllocLimited<unsigned char>(n, 2147482647u); }
-unsigned char* VELAAllocUInt8(int n) { return VELAAllocBit(n); }
-char* VELAAllocByte(int n) { return AllocLimited<char>(n, 2147482647u); }
-short* VELAAllocInt16(int n) { return AllocLimited<short>(n, 2147482647u); }
-int* VELAAllocInt32(int n) { return AllocLimited<int>(n, 1073740823u); }
-float* VELAAllocReal32(int n) { return AllocLimited<float>(n, 1073740823u); }
-double* VELAAllocReal64(int n) { return AllocLimited<double>(n, 536869911u); }
-Cplx32* VELAAllocCplx32(int n) { return AllocLimited<Cplx32>(n, 536869911u); }
-Cplx64* VELAAllocCplx64(int n) { return AllocLimited<Cplx64>(n, 268434455u); }
+unsigned char* VELAAllocBit(int n) {
+    return AllocLimited<unsigned char>(n, 2147482647u);
+}
+unsigned char* VELAAllocUInt8(int n) {
+    return VELAAllocBit(n);
+}
+char* VELAAllocByte(int n) {
+    return AllocLimited<char>(n, 2147482647u);
+}
+short* VELAAllocInt16(int n) {
+    return AllocLimited<short>(n, 2147482647u);
+}
+int* VELAAllocInt32(int n) {
+    return AllocLimited<int>(n, 1073740823u);
+}
+float* VELAAllocReal32(int n) {
+    return AllocLimited<float>(n, 1073740823u);
+}
+double* VELAAllocReal64(int n) {
+    return AllocLimited<double>(n, 536869911u);
+}
+Cplx32* VELAAllocCplx32(int n) {
+    return AllocLimited<Cplx32>(n, 536869911u);
+}
+Cplx64* VELAAllocCplx64(int n) {
+    return AllocLimited<Cplx64>(n, 268434455u);
+}
 
-void VELADelete(void* p) { kern::AlignedFree(p); }
+void VELADelete(void* p) {
+    kern::AlignedFree(p);
+}
 
 void DumpVELAMemoryAllocError(int bytes, const char* text) {
     const MemoryStatus ms = QueryMemoryStatus();
@@ -91,12 +111,18 @@ void DumpVELAMemoryAllocError(int bytes, const char* text) {
     std::fprintf(f, "The MemoryStatus structure is %ld bytes long.\n", static_cast<long>(ms.dwLength));
     std::fprintf(f, "It should be %d.\n", 32);
     std::fprintf(f, "%ld percent of memory is in use.\n", static_cast<long>(ms.dwMemoryLoad));
-    std::fprintf(f, "There are %*ld total %sbytes of physical memory.\n", 7, static_cast<long>(ms.dwTotalPhys / kb), "K");
-    std::fprintf(f, "There are %*ld free %sbytes of physical memory.\n", 7, static_cast<long>(ms.dwAvailPhys / kb), "K");
-    std::fprintf(f, "There are %*ld total %sbytes of paging file.\n", 7, static_cast<long>(ms.dwTotalPageFile / kb), "K");
-    std::fprintf(f, "There are %*ld free %sbytes of paging file.\n", 7, static_cast<long>(ms.dwAvailPageFile / kb), "K");
-    std::fprintf(f, "There are %*lx total %sbytes of virtual memory.\n", 7, static_cast<unsigned long>(ms.dwTotalVirtual / kb), "K");
-    std::fprintf(f, "There are %*lx free %sbytes of virtual memory.\n", 7, static_cast<unsigned long>(ms.dwAvailVirtual / kb), "K");
+    std::fprintf(f, "There are %*ld total %sbytes of physical memory.\n", 7,
+                 static_cast<long>(ms.dwTotalPhys / kb), "K");
+    std::fprintf(f, "There are %*ld free %sbytes of physical memory.\n", 7,
+                 static_cast<long>(ms.dwAvailPhys / kb), "K");
+    std::fprintf(f, "There are %*ld total %sbytes of paging file.\n", 7,
+                 static_cast<long>(ms.dwTotalPageFile / kb), "K");
+    std::fprintf(f, "There are %*ld free %sbytes of paging file.\n", 7,
+                 static_cast<long>(ms.dwAvailPageFile / kb), "K");
+    std::fprintf(f, "There are %*lx total %sbytes of virtual memory.\n", 7,
+                 static_cast<unsigned long>(ms.dwTotalVirtual / kb), "K");
+    std::fprintf(f, "There are %*lx free %sbytes of virtual memory.\n", 7,
+                 static_cast<unsigned long>(ms.dwAvailVirtual / kb), "K");
     std::fclose(f);
 }
 

@@ -18,14 +18,23 @@ int FailedBytes(int n, int elementSize) {
 }
 
 // Interleaved views of the complex records for the kernels (a record is two plain scalars).
-float* F(Cplx32* p) { return reinterpret_cast<float*>(p); }
-const float* F(const Cplx32* p) { return reinterpret_cast<const float*>(p); }
-double* F(Cplx64* p) { return reinterpret_cast<double*>(p); }
-const double* F(const Cplx64* p) { return reinterpret_cast<const double*>(p); }
+float* F(Cplx32* p) {
+    return reinterpret_cast<float*>(p);
+}
+const float* F(const Cplx32* p) {
+    return reinterpret_cast<const float*>(p);
+}
+double* F(Cplx64* p) {
+    return reinterpret_cast<double*>(p);
+}
+const double* F(const Cplx64* p) {
+    return reinterpret_cast<const double*>(p);
+}
 
 template <class T>
 void CopyElements(T* d, const T* s, int n) {
-    if (n > 0) std::memcpy(static_cast<void*>(d), static_cast<const void*>(s), sizeof(T) * static_cast<size_t>(n));
+    if (n > 0)
+        std::memcpy(static_cast<void*>(d), static_cast<const void*>(s), sizeof(T) * static_cast<size_t>(n));
 }
 
 // Index of the element of largest (kMax) or smallest squared magnitude, the earliest on ties.
@@ -74,7 +83,9 @@ void VecCplx32::Alloc(int n) {
     }
 }
 
-VecCplx32::VecCplx32(int n) : BaseVector<Cplx32>(n) { Create(n); }
+VecCplx32::VecCplx32(int n) : BaseVector<Cplx32>(n) {
+    Create(n);
+}
 
 VecCplx32::VecCplx32(const VecCplx32& v) : BaseVector<Cplx32>(0) {
     Create(v.size);
@@ -104,19 +115,33 @@ VecCplx32& VecCplx32::operator=(const VecCplx32& v) {
     return *this;
 }
 
-void VecCplx32::Add(const VecCplx32& v) { K().add_c32(F(data), F(v.data), size); }
-void VecCplx32::Sub(const VecCplx32& v) { K().sub_c32(F(data), F(v.data), size); }
-void VecCplx32::Mul(const VecCplx32& v) { K().mul_c32(F(data), F(v.data), size); }
+void VecCplx32::Add(const VecCplx32& v) {
+    K().add_c32(F(data), F(v.data), size);
+}
+void VecCplx32::Sub(const VecCplx32& v) {
+    K().sub_c32(F(data), F(v.data), size);
+}
+void VecCplx32::Mul(const VecCplx32& v) {
+    K().mul_c32(F(data), F(v.data), size);
+}
 void VecCplx32::Div(const VecCplx32& v) {
     if (K().div_c32(F(data), F(v.data), size) == kern::kStsDivByZero) VELA_THROW(VELAErrorDivideByZero);
 }
-void VecCplx32::Add(const Cplx32& s) { K().addc_c32(F(data), s.re, s.im, size); }
-void VecCplx32::Sub(const Cplx32& s) { K().subc_c32(F(data), s.re, s.im, size); }
-void VecCplx32::Mul(const Cplx32& s) { K().mulc_c32(F(data), s.re, s.im, size); }
+void VecCplx32::Add(const Cplx32& s) {
+    K().addc_c32(F(data), s.re, s.im, size);
+}
+void VecCplx32::Sub(const Cplx32& s) {
+    K().subc_c32(F(data), s.re, s.im, size);
+}
+void VecCplx32::Mul(const Cplx32& s) {
+    K().mulc_c32(F(data), s.re, s.im, size);
+}
 void VecCplx32::Div(const Cplx32& s) {
     if (K().divc_c32(F(data), s.re, s.im, size) == kern::kStsDivByZeroErr) VELA_THROW(VELAErrorDivideByZero);
 }
-void VecCplx32::Mul(const float& s) { K().mulc_f32(F(data), s, 2 * size); }
+void VecCplx32::Mul(const float& s) {
+    K().mulc_f32(F(data), s, 2 * size);
+}
 void VecCplx32::Sub(const VecCplx32& other, int dstStart, int srcStart, int length) {
     K().sub_c32(F(data + dstStart), F(other.data + srcStart), length);
 }
@@ -169,8 +194,8 @@ bool VecCplx32::IsEqual(const VecCplx32& other, float tolerance) const {
         const float dre = data[i].re - other.data[i].re;
         const float dim = data[i].im - other.data[i].im;
         if (!(std::fabs(dre) < tolerance) || !(std::fabs(dim) < tolerance)) {
-            std::printf("\n==>>%.15f %.15f, Expected %.15f %.15f<<==", data[i].re, data[i].im, other.data[i].re,
-                        other.data[i].im);
+            std::printf("\n==>>%.15f %.15f, Expected %.15f %.15f<<==", data[i].re, data[i].im,
+                        other.data[i].re, other.data[i].im);
             return false;
         }
     }
@@ -183,16 +208,22 @@ void VecCplx32::Import(const float* re, const float* im, int n) {
 }
 void VecCplx32::Import(const double* re, const double* im, int n) {
     Resize(n);
-    for (int i = 0; i < n; ++i) data[i] = {static_cast<float>(re[i]), static_cast<float>(im[i])};
+    for (int i = 0; i < n; ++i)
+        data[i] = {static_cast<float>(re[i]), static_cast<float>(im[i])};
 }
-void VecCplx32::Import(const VecReal32& re, const VecReal32& im) { Import(re.Data(), im.Data(), re.GetSize()); }
+void VecCplx32::Import(const VecReal32& re, const VecReal32& im) {
+    Import(re.Data(), im.Data(), re.GetSize());
+}
 void VecCplx32::Import(const VecReal32& v) {
     const int n = v.GetSize();
     Resize(n);
     const float* s = v.Data();
-    for (int i = 0; i < n; ++i) data[i] = {s[i], 0.0f};
+    for (int i = 0; i < n; ++i)
+        data[i] = {s[i], 0.0f};
 }
-void VecCplx32::Import(const float* p, int n) { Import(reinterpret_cast<const Cplx32*>(p), n); }
+void VecCplx32::Import(const float* p, int n) {
+    Import(reinterpret_cast<const Cplx32*>(p), n);
+}
 void VecCplx32::Import(const Cplx32* p, int n) {
     Resize(n);
     CopyElements(data, p, n);
@@ -207,7 +238,9 @@ void VecCplx32::Export(double* re, double* im, int n) const {
         im[i] = data[i].im;
     }
 }
-void VecCplx32::Export(Cplx32* p, int n) const { CopyElements(p, data, n); }
+void VecCplx32::Export(Cplx32* p, int n) const {
+    CopyElements(p, data, n);
+}
 
 // ============================== VecCplx64 ==============================
 
@@ -220,7 +253,9 @@ void VecCplx64::Alloc(int n) {
     }
 }
 
-VecCplx64::VecCplx64(int n) : BaseVector<Cplx64>(n) { Create(n); }
+VecCplx64::VecCplx64(int n) : BaseVector<Cplx64>(n) {
+    Create(n);
+}
 
 VecCplx64::VecCplx64(const VecCplx64& v) : BaseVector<Cplx64>(0) {
     Create(v.size);
@@ -250,15 +285,27 @@ VecCplx64& VecCplx64::operator=(const VecCplx64& v) {
     return *this;
 }
 
-void VecCplx64::Add(const VecCplx64& v) { K().add_c64(F(data), F(v.data), size); }
-void VecCplx64::Sub(const VecCplx64& v) { K().sub_c64(F(data), F(v.data), size); }
-void VecCplx64::Mul(const VecCplx64& v) { K().mul_c64(F(data), F(v.data), size); }
+void VecCplx64::Add(const VecCplx64& v) {
+    K().add_c64(F(data), F(v.data), size);
+}
+void VecCplx64::Sub(const VecCplx64& v) {
+    K().sub_c64(F(data), F(v.data), size);
+}
+void VecCplx64::Mul(const VecCplx64& v) {
+    K().mul_c64(F(data), F(v.data), size);
+}
 void VecCplx64::Div(const VecCplx64& v) {
     if (K().div_c64(F(data), F(v.data), size) == kern::kStsDivByZero) VELA_THROW(VELAErrorDivideByZero);
 }
-void VecCplx64::Add(const Cplx64& s) { K().addc_c64(F(data), s.re, s.im, size); }
-void VecCplx64::Sub(const Cplx64& s) { K().subc_c64(F(data), s.re, s.im, size); }
-void VecCplx64::Mul(const Cplx64& s) { K().mulc_c64(F(data), s.re, s.im, size); }
+void VecCplx64::Add(const Cplx64& s) {
+    K().addc_c64(F(data), s.re, s.im, size);
+}
+void VecCplx64::Sub(const Cplx64& s) {
+    K().subc_c64(F(data), s.re, s.im, size);
+}
+void VecCplx64::Mul(const Cplx64& s) {
+    K().mulc_c64(F(data), s.re, s.im, size);
+}
 void VecCplx64::Div(const Cplx64& s) {
     if (K().divc_c64(F(data), s.re, s.im, size) == kern::kStsDivByZeroErr) VELA_THROW(VELAErrorDivideByZero);
 }
@@ -309,8 +356,8 @@ bool VecCplx64::IsEqual(const VecCplx64& other, float tolerance) const {
     for (int i = 0; i < size; ++i) {
         if (!(std::fabs(data[i].re - other.data[i].re) < tolerance) ||
             !(std::fabs(data[i].im - other.data[i].im) < tolerance)) {
-            std::printf("\n==>>%.15f %.15f, Expected %.15f %.15f<<==", data[i].re, data[i].im, other.data[i].re,
-                        other.data[i].im);
+            std::printf("\n==>>%.15f %.15f, Expected %.15f %.15f<<==", data[i].re, data[i].im,
+                        other.data[i].re, other.data[i].im);
             return false;
         }
     }
@@ -321,14 +368,19 @@ void VecCplx64::Import(const double* re, const double* im, int n) {
     Resize(n);
     K().real_to_cplx_f64(re, im, F(data), n);
 }
-void VecCplx64::Import(const VecReal64& re, const VecReal64& im) { Import(re.Data(), im.Data(), re.GetSize()); }
+void VecCplx64::Import(const VecReal64& re, const VecReal64& im) {
+    Import(re.Data(), im.Data(), re.GetSize());
+}
 void VecCplx64::Import(const VecReal64& v) {
     const int n = v.GetSize();
     Resize(n);
     const double* s = v.Data();
-    for (int i = 0; i < n; ++i) data[i] = {s[i], 0.0};
+    for (int i = 0; i < n; ++i)
+        data[i] = {s[i], 0.0};
 }
-void VecCplx64::Import(const double* p, int n) { Import(reinterpret_cast<const Cplx64*>(p), n); }
+void VecCplx64::Import(const double* p, int n) {
+    Import(reinterpret_cast<const Cplx64*>(p), n);
+}
 void VecCplx64::Import(const Cplx64* p, int n) {
     Resize(n);
     CopyElements(data, p, n);
@@ -337,6 +389,8 @@ void VecCplx64::Export(double* re, double* im, int n) const {
     K().cplx_real_f64(F(data), re, n);
     K().cplx_imag_f64(F(data), im, n);
 }
-void VecCplx64::Export(Cplx64* p, int n) const { CopyElements(p, data, n); }
+void VecCplx64::Export(Cplx64* p, int n) const {
+    CopyElements(p, data, n);
+}
 
 }  // namespace VELA

@@ -36,7 +36,9 @@ void VecReal32::Alloc(int n) {
     }
 }
 
-VecReal32::VecReal32(int n) : BaseVector<float>(n) { Create(n); }
+VecReal32::VecReal32(int n) : BaseVector<float>(n) {
+    Create(n);
+}
 
 VecReal32::VecReal32(const VecReal32& v) : BaseVector<float>(0) {
     Create(v.size);
@@ -56,25 +58,49 @@ VecReal32& VecReal32::operator=(const VecReal32& v) {
     return *this;
 }
 
-void VecReal32::Add(const VecReal32& v) { K().add_f32(data, v.data, size); }
-void VecReal32::Sub(const VecReal32& v) { K().sub_f32(data, v.data, size); }
-void VecReal32::Mul(const VecReal32& v) { K().mul_f32(data, v.data, size); }
+void VecReal32::Add(const VecReal32& v) {
+    K().add_f32(data, v.data, size);
+}
+void VecReal32::Sub(const VecReal32& v) {
+    K().sub_f32(data, v.data, size);
+}
+void VecReal32::Mul(const VecReal32& v) {
+    K().mul_f32(data, v.data, size);
+}
 void VecReal32::Div(const VecReal32& v) {
     if (K().div_f32(data, v.data, size) == kern::kStsDivByZero) VELA_THROW(VELAErrorDivideByZero);
 }
-void VecReal32::Add(const float& s) { K().addc_f32(data, s, size); }
-void VecReal32::Sub(const float& s) { K().subc_f32(data, s, size); }
-void VecReal32::Mul(const float& s) { K().mulc_f32(data, s, size); }
+void VecReal32::Add(const float& s) {
+    K().addc_f32(data, s, size);
+}
+void VecReal32::Sub(const float& s) {
+    K().subc_f32(data, s, size);
+}
+void VecReal32::Mul(const float& s) {
+    K().mulc_f32(data, s, size);
+}
 void VecReal32::Div(const float& s) {
     if (K().divc_f32(data, s, size) == kern::kStsDivByZeroErr) VELA_THROW(VELAErrorDivideByZero);
 }
 
-float VecReal32::Max() const { return K().max_f32(data, size); }
-float VecReal32::Min() const { return K().min_f32(data, size); }
-void VecReal32::Max(float& value, int& index) const { value = K().maxindx_f32(data, size, &index); }
-void VecReal32::Min(float& value, int& index) const { value = K().minindx_f32(data, size, &index); }
-float VecReal32::Max(int start, int length) const { return K().max_f32(data + start, length); }
-float VecReal32::Min(int start, int length) const { return K().min_f32(data + start, length); }
+float VecReal32::Max() const {
+    return K().max_f32(data, size);
+}
+float VecReal32::Min() const {
+    return K().min_f32(data, size);
+}
+void VecReal32::Max(float& value, int& index) const {
+    value = K().maxindx_f32(data, size, &index);
+}
+void VecReal32::Min(float& value, int& index) const {
+    value = K().minindx_f32(data, size, &index);
+}
+float VecReal32::Max(int start, int length) const {
+    return K().max_f32(data + start, length);
+}
+float VecReal32::Min(int start, int length) const {
+    return K().min_f32(data + start, length);
+}
 void VecReal32::Max(float& value, int& index, int start, int length) const {
     value = K().maxindx_f32(data + start, length, &index);
     index += start;
@@ -84,9 +110,15 @@ void VecReal32::Min(float& value, int& index, int start, int length) const {
     index += start;
 }
 
-float VecReal32::Sum() const { return static_cast<float>(K().sum_f32(data, size)); }
-float VecReal32::Mean() const { return size > 0 ? static_cast<float>(K().sum_f32(data, size) / size) : 0.0f; }
-float VecReal32::StdDev() const { return K().stddev_f32(data, size); }
+float VecReal32::Sum() const {
+    return static_cast<float>(K().sum_f32(data, size));
+}
+float VecReal32::Mean() const {
+    return size > 0 ? static_cast<float>(K().sum_f32(data, size) / size) : 0.0f;
+}
+float VecReal32::StdDev() const {
+    return K().stddev_f32(data, size);
+}
 float VecReal32::Var() const {
     const float s = StdDev();
     return s * s;
@@ -116,9 +148,12 @@ void VecReal32::Import(const VecReal64& v) {
     Resize(v.GetSize());
     K().convert_f64_f32(v.Data(), data, size);
 }
-void VecReal32::Export(float* p, int n) const { CopyElements(p, data, n); }
+void VecReal32::Export(float* p, int n) const {
+    CopyElements(p, data, n);
+}
 void VecReal32::Export(double* p, int n) const {
-    for (int i = 0; i < n; ++i) p[i] = data[i];
+    for (int i = 0; i < n; ++i)
+        p[i] = data[i];
 }
 
 // ============================== VecReal64 ==============================
@@ -132,7 +167,9 @@ void VecReal64::Alloc(int n) {
     }
 }
 
-VecReal64::VecReal64(int n) : BaseVector<double>(n) { Create(n); }
+VecReal64::VecReal64(int n) : BaseVector<double>(n) {
+    Create(n);
+}
 
 VecReal64::VecReal64(const VecReal64& v) : BaseVector<double>(0) {
     Create(v.size);
@@ -175,25 +212,49 @@ VecReal64& VecReal64::operator=(const VecReal32& v) {
     return *this;
 }
 
-void VecReal64::Add(const VecReal64& v) { K().add_f64(data, v.data, size); }
-void VecReal64::Sub(const VecReal64& v) { K().sub_f64(data, v.data, size); }
-void VecReal64::Mul(const VecReal64& v) { K().mul_f64(data, v.data, size); }
+void VecReal64::Add(const VecReal64& v) {
+    K().add_f64(data, v.data, size);
+}
+void VecReal64::Sub(const VecReal64& v) {
+    K().sub_f64(data, v.data, size);
+}
+void VecReal64::Mul(const VecReal64& v) {
+    K().mul_f64(data, v.data, size);
+}
 void VecReal64::Div(const VecReal64& v) {
     if (K().div_f64(data, v.data, size) == kern::kStsDivByZero) VELA_THROW(VELAErrorDivideByZero);
 }
-void VecReal64::Add(const double& s) { K().addc_f64(data, s, size); }
-void VecReal64::Sub(const double& s) { K().subc_f64(data, s, size); }
-void VecReal64::Mul(const double& s) { K().mulc_f64(data, s, size); }
+void VecReal64::Add(const double& s) {
+    K().addc_f64(data, s, size);
+}
+void VecReal64::Sub(const double& s) {
+    K().subc_f64(data, s, size);
+}
+void VecReal64::Mul(const double& s) {
+    K().mulc_f64(data, s, size);
+}
 void VecReal64::Div(const double& s) {
     if (K().divc_f64(data, s, size) == kern::kStsDivByZeroErr) VELA_THROW(VELAErrorDivideByZero);
 }
 
-double VecReal64::Max() const { return K().max_f64(data, size); }
-double VecReal64::Min() const { return K().min_f64(data, size); }
-void VecReal64::Max(double& value, int& index) const { value = K().maxindx_f64(data, size, &index); }
-void VecReal64::Min(double& value, int& index) const { value = K().minindx_f64(data, size, &index); }
-double VecReal64::Max(int start, int length) const { return K().max_f64(data + start, length); }
-double VecReal64::Min(int start, int length) const { return K().min_f64(data + start, length); }
+double VecReal64::Max() const {
+    return K().max_f64(data, size);
+}
+double VecReal64::Min() const {
+    return K().min_f64(data, size);
+}
+void VecReal64::Max(double& value, int& index) const {
+    value = K().maxindx_f64(data, size, &index);
+}
+void VecReal64::Min(double& value, int& index) const {
+    value = K().minindx_f64(data, size, &index);
+}
+double VecReal64::Max(int start, int length) const {
+    return K().max_f64(data + start, length);
+}
+double VecReal64::Min(int start, int length) const {
+    return K().min_f64(data + start, length);
+}
 void VecReal64::Max(double& value, int& index, int start, int length) const {
     value = K().maxindx_f64(data + start, length, &index);
     index += start;
@@ -203,9 +264,15 @@ void VecReal64::Min(double& value, int& index, int start, int length) const {
     index += start;
 }
 
-double VecReal64::Sum() const { return K().sum_f64(data, size); }
-double VecReal64::Mean() const { return size > 0 ? K().sum_f64(data, size) / size : 0.0; }
-double VecReal64::StdDev() const { return K().stddev_f64(data, size); }
+double VecReal64::Sum() const {
+    return K().sum_f64(data, size);
+}
+double VecReal64::Mean() const {
+    return size > 0 ? K().sum_f64(data, size) / size : 0.0;
+}
+double VecReal64::StdDev() const {
+    return K().stddev_f64(data, size);
+}
 double VecReal64::Var() const {
     const double s = StdDev();
     return s * s;
@@ -233,6 +300,8 @@ void VecReal64::Import(const VecReal32& v) {
     Resize(v.GetSize());
     K().convert_f32_f64(v.Data(), data, size);
 }
-void VecReal64::Export(double* p, int n) const { CopyElements(p, data, n); }
+void VecReal64::Export(double* p, int n) const {
+    CopyElements(p, data, n);
+}
 
 }  // namespace VELA

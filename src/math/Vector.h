@@ -25,7 +25,7 @@ class VecReal64;
 class VecCplx64;
 
 class VecReal32 : public BaseVector<float> {
-public:
+  public:
     VecReal32() = default;
     explicit VecReal32(int n);
     VecReal32(const VecReal32& v);
@@ -41,14 +41,38 @@ public:
     void Sub(const float& s);
     void Mul(const float& s);
     void Div(const float& s);
-    VecReal32& operator+=(const VecReal32& v) { Add(v); return *this; }
-    VecReal32& operator-=(const VecReal32& v) { Sub(v); return *this; }
-    VecReal32& operator*=(const VecReal32& v) { Mul(v); return *this; }
-    VecReal32& operator/=(const VecReal32& v) { Div(v); return *this; }
-    VecReal32& operator+=(const float& s) { Add(s); return *this; }
-    VecReal32& operator-=(const float& s) { Sub(s); return *this; }
-    VecReal32& operator*=(const float& s) { Mul(s); return *this; }
-    VecReal32& operator/=(const float& s) { Div(s); return *this; }
+    VecReal32& operator+=(const VecReal32& v) {
+        Add(v);
+        return *this;
+    }
+    VecReal32& operator-=(const VecReal32& v) {
+        Sub(v);
+        return *this;
+    }
+    VecReal32& operator*=(const VecReal32& v) {
+        Mul(v);
+        return *this;
+    }
+    VecReal32& operator/=(const VecReal32& v) {
+        Div(v);
+        return *this;
+    }
+    VecReal32& operator+=(const float& s) {
+        Add(s);
+        return *this;
+    }
+    VecReal32& operator-=(const float& s) {
+        Sub(s);
+        return *this;
+    }
+    VecReal32& operator*=(const float& s) {
+        Mul(s);
+        return *this;
+    }
+    VecReal32& operator/=(const float& s) {
+        Div(s);
+        return *this;
+    }
 
     // Extremes; the index forms report the first index on ties. A window (start, length) searches
     // `length` elements from `start` and reports indices counted from element 0.
@@ -61,7 +85,7 @@ public:
     void Max(float& value, int& index, int start, int length) const;
     void Min(float& value, int& index, int start, int length) const;
 
-    float Sum() const;     // accumulated in double
+    float Sum() const;  // accumulated in double
     float Mean() const;
     float StdDev() const;  // sample standard deviation (divides by n - 1)
     float Var() const;     // StdDev() rounded to float, squared
@@ -79,12 +103,12 @@ public:
     static bool UnitTest(UnitTestRecorder& recorder);
     static bool SimpleLeakTest(UnitTestRecorder& recorder);
 
-private:
+  private:
     void Alloc(int n) override;
 };
 
 class VecReal64 : public BaseVector<double> {
-public:
+  public:
     VecReal64() = default;
     explicit VecReal64(int n);
     VecReal64(const VecReal64& v);
@@ -103,14 +127,38 @@ public:
     void Sub(const double& s);
     void Mul(const double& s);
     void Div(const double& s);
-    VecReal64& operator+=(const VecReal64& v) { Add(v); return *this; }
-    VecReal64& operator-=(const VecReal64& v) { Sub(v); return *this; }
-    VecReal64& operator*=(const VecReal64& v) { Mul(v); return *this; }
-    VecReal64& operator/=(const VecReal64& v) { Div(v); return *this; }
-    VecReal64& operator+=(const double& s) { Add(s); return *this; }
-    VecReal64& operator-=(const double& s) { Sub(s); return *this; }
-    VecReal64& operator*=(const double& s) { Mul(s); return *this; }
-    VecReal64& operator/=(const double& s) { Div(s); return *this; }
+    VecReal64& operator+=(const VecReal64& v) {
+        Add(v);
+        return *this;
+    }
+    VecReal64& operator-=(const VecReal64& v) {
+        Sub(v);
+        return *this;
+    }
+    VecReal64& operator*=(const VecReal64& v) {
+        Mul(v);
+        return *this;
+    }
+    VecReal64& operator/=(const VecReal64& v) {
+        Div(v);
+        return *this;
+    }
+    VecReal64& operator+=(const double& s) {
+        Add(s);
+        return *this;
+    }
+    VecReal64& operator-=(const double& s) {
+        Sub(s);
+        return *this;
+    }
+    VecReal64& operator*=(const double& s) {
+        Mul(s);
+        return *this;
+    }
+    VecReal64& operator/=(const double& s) {
+        Div(s);
+        return *this;
+    }
 
     double Max() const;
     double Min() const;
@@ -136,12 +184,12 @@ public:
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
-private:
+  private:
     void Alloc(int n) override;
 };
 
 class VecCplx32 : public BaseVector<Cplx32> {
-public:
+  public:
     VecCplx32() = default;
     explicit VecCplx32(int n);
     VecCplx32(const VecCplx32& v);
@@ -165,15 +213,42 @@ public:
     void Mul(const float& s);
     // this[dstStart + k] -= other[srcStart + k] for k < length; unchecked.
     void Sub(const VecCplx32& other, int dstStart, int srcStart, int length);
-    VecCplx32& operator+=(const VecCplx32& v) { Add(v); return *this; }
-    VecCplx32& operator-=(const VecCplx32& v) { Sub(v); return *this; }
-    VecCplx32& operator*=(const VecCplx32& v) { Mul(v); return *this; }
-    VecCplx32& operator/=(const VecCplx32& v) { Div(v); return *this; }
-    VecCplx32& operator+=(const Cplx32& s) { Add(s); return *this; }
-    VecCplx32& operator-=(const Cplx32& s) { Sub(s); return *this; }
-    VecCplx32& operator*=(const Cplx32& s) { Mul(s); return *this; }
-    VecCplx32& operator/=(const Cplx32& s) { Div(s); return *this; }
-    VecCplx32& operator*=(const float& s) { Mul(s); return *this; }
+    VecCplx32& operator+=(const VecCplx32& v) {
+        Add(v);
+        return *this;
+    }
+    VecCplx32& operator-=(const VecCplx32& v) {
+        Sub(v);
+        return *this;
+    }
+    VecCplx32& operator*=(const VecCplx32& v) {
+        Mul(v);
+        return *this;
+    }
+    VecCplx32& operator/=(const VecCplx32& v) {
+        Div(v);
+        return *this;
+    }
+    VecCplx32& operator+=(const Cplx32& s) {
+        Add(s);
+        return *this;
+    }
+    VecCplx32& operator-=(const Cplx32& s) {
+        Sub(s);
+        return *this;
+    }
+    VecCplx32& operator*=(const Cplx32& s) {
+        Mul(s);
+        return *this;
+    }
+    VecCplx32& operator/=(const Cplx32& s) {
+        Div(s);
+        return *this;
+    }
+    VecCplx32& operator*=(const float& s) {
+        Mul(s);
+        return *this;
+    }
 
     // By squared magnitude (rounded to float), the earliest element winning ties; the element found is
     // returned whole. Max of all zeros gives index 0; an empty vector reads element 0 unchecked (a
@@ -195,7 +270,7 @@ public:
     void Import(const float* re, const float* im, int n);
     void Import(const double* re, const double* im, int n);
     void Import(const VecReal32& re, const VecReal32& im);  // re.size elements
-    void Import(const VecReal32& v);                       // (v[i], 0)
+    void Import(const VecReal32& v);                        // (v[i], 0)
     // n complex elements read as interleaved (re, im): 2 * n floats.
     void Import(const float* p, int n);
     void Import(const Cplx32* p, int n);
@@ -205,13 +280,13 @@ public:
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
-private:
+  private:
     void Alloc(int n) override;
     float Sqr(const Cplx32& c) const { return c.re * c.re + c.im * c.im; }
 };
 
 class VecCplx64 : public BaseVector<Cplx64> {
-public:
+  public:
     VecCplx64() = default;
     explicit VecCplx64(int n);
     VecCplx64(const VecCplx64& v);
@@ -229,14 +304,38 @@ public:
     void Sub(const Cplx64& s);
     void Mul(const Cplx64& s);
     void Div(const Cplx64& s);
-    VecCplx64& operator+=(const VecCplx64& v) { Add(v); return *this; }
-    VecCplx64& operator-=(const VecCplx64& v) { Sub(v); return *this; }
-    VecCplx64& operator*=(const VecCplx64& v) { Mul(v); return *this; }
-    VecCplx64& operator/=(const VecCplx64& v) { Div(v); return *this; }
-    VecCplx64& operator+=(const Cplx64& s) { Add(s); return *this; }
-    VecCplx64& operator-=(const Cplx64& s) { Sub(s); return *this; }
-    VecCplx64& operator*=(const Cplx64& s) { Mul(s); return *this; }
-    VecCplx64& operator/=(const Cplx64& s) { Div(s); return *this; }
+    VecCplx64& operator+=(const VecCplx64& v) {
+        Add(v);
+        return *this;
+    }
+    VecCplx64& operator-=(const VecCplx64& v) {
+        Sub(v);
+        return *this;
+    }
+    VecCplx64& operator*=(const VecCplx64& v) {
+        Mul(v);
+        return *this;
+    }
+    VecCplx64& operator/=(const VecCplx64& v) {
+        Div(v);
+        return *this;
+    }
+    VecCplx64& operator+=(const Cplx64& s) {
+        Add(s);
+        return *this;
+    }
+    VecCplx64& operator-=(const Cplx64& s) {
+        Sub(s);
+        return *this;
+    }
+    VecCplx64& operator*=(const Cplx64& s) {
+        Mul(s);
+        return *this;
+    }
+    VecCplx64& operator/=(const Cplx64& s) {
+        Div(s);
+        return *this;
+    }
 
     Cplx64 Max() const;
     Cplx64 Min() const;
@@ -261,7 +360,7 @@ public:
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
-private:
+  private:
     void Alloc(int n) override;
     double Sqr(const Cplx64& c) const { return c.re * c.re + c.im * c.im; }
 };

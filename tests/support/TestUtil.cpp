@@ -52,20 +52,22 @@ static std::string Mismatches(const std::vector<double>& a, const std::vector<do
                                          << s.maxAbs << Mismatches(a, b, s.maxAbs * 0.5);
 }
 
-::testing::AssertionResult NearAbs(const std::vector<double>& a, const std::vector<double>& b, double absTol) {
+::testing::AssertionResult NearAbs(const std::vector<double>& a, const std::vector<double>& b,
+                                   double absTol) {
     if (a.size() != b.size())
         return ::testing::AssertionFailure() << "sizes differ: " << a.size() << " vs " << b.size();
     ErrorStats s = Compare(a, b);
     if (s.maxAbs <= absTol) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "max abs error " << s.maxAbs << " > " << absTol
-                                         << Mismatches(a, b, absTol);
+    return ::testing::AssertionFailure()
+           << "max abs error " << s.maxAbs << " > " << absTol << Mismatches(a, b, absTol);
 }
 
 std::vector<double> Uniform(size_t n, unsigned seed, double lo, double hi) {
     std::mt19937_64 rng(seed);
     std::uniform_real_distribution<double> dist(lo, hi);
     std::vector<double> v(n);
-    for (auto& x : v) x = dist(rng);
+    for (auto& x : v)
+        x = dist(rng);
     return v;
 }
 
@@ -101,9 +103,11 @@ std::vector<double> PyEval(const std::string& code, const std::vector<std::vecto
     std::string output;
     if (p) {
         char buf[512];
-        while (std::fgets(buf, sizeof buf, p)) output += buf;
+        while (std::fgets(buf, sizeof buf, p))
+            output += buf;
         const int rc = pclose(p);
-        if (rc != 0) ADD_FAILURE() << "python failed (" << rc << "):\n" << output << "\nscript:\n" << script.str();
+        if (rc != 0)
+            ADD_FAILURE() << "python failed (" << rc << "):\n" << output << "\nscript:\n" << script.str();
     } else {
         ADD_FAILURE() << "could not start " << CORVANE_PYTHON;
     }

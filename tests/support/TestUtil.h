@@ -36,12 +36,12 @@ std::vector<double> PyEval(const std::string& code, const std::vector<std::vecto
 
 // Changes into a fresh empty directory for the life of the object (fixed-name files stay apart).
 class ScopedWorkDir {
-public:
+  public:
     ScopedWorkDir();
     ~ScopedWorkDir();
     const std::string& Path() const { return path_; }
 
-private:
+  private:
     std::string old_;
     std::string path_;
 };
