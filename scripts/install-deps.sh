@@ -11,6 +11,7 @@ PACKAGES=(
     zlib1g-dev         # crc32 anchor of the checksum benchmark
     googletest libgtest-dev libbenchmark-dev
     libvolk2-dev       # peer kernels for the benchmarks
+    libliquid-dev      # peer half-band decimators for the benchmarks
     python3-numpy python3-scipy  # numerical oracles of the tests (/usr/bin/python3)
     valgrind
 )
