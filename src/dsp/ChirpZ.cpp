@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "../kernel/SpectrumKernels.h"
 #include "../math/MathUtils.h"
 #include "FT.h"
 
@@ -40,6 +41,28 @@ void FillTables(Vec& preChirp, Vec& impulse, Vec& postChirp, int n, int k, int l
     }
 }
 
+// d = a * b, complex, element by element.
+void Multiply(const Cplx32* a, const Cplx32* b, Cplx32* d, int n) {
+    kern::SPK().cmul_c32(reinterpret_cast<const float*>(a), reinterpret_cast<const float*>(b),
+                         reinterpret_cast<float*>(d), n);
+}
+void Multiply(const Cplx64* a, const Cplx64* b, Cplx64* d, int n) {
+    kern::SPK().cmul_c64(reinterpret_cast<const double*>(a), reinterpret_cast<const double*>(b),
+                         reinterpret_cast<double*>(d), n);
+}
+
+// Prepares the transform buffer and the filter's spectrum once. The buffer's zero padding beyond the
+// block is written here and never again: Apply writes only the first N elements, and the forward
+// transform does not modify its input. The inverse transform's division by L rides on the filter's
+// spectrum instead of a pass over every output: L is a power of two, so the scaling is exact and the
+// results are those of dividing after the inverse transform.
+template <class Vec>
+void PrepareBuffers(Vec& work, Vec& impulseSpectrum, int l) {
+    std::memset(static_cast<void*>(work.Data()), 0, sizeof(work[0]) * static_cast<size_t>(l));
+    using Real = decltype(work[0].re);
+    impulseSpectrum *= {static_cast<Real>(1.0 / l), Real(0)};
+}
+
 }  // namespace
 
 ChirpZ::ChirpZ(int n, double sampleRate, int m, double startFreq, double freqStep, bool wide)
@@ -51,7 +74,8 @@ ChirpZ::ChirpZ(int n, double sampleRate, int m, double startFreq, double freqSte
       ft(nullptr) {
     const double phi = kTwoPi * freqStep / sampleRate;
     const double theta = startFreq * kTwoPi / sampleRate;
-    ft = new FT(2, VELAAlgorithmAccurate);
+    // Both directions unscaled: the inverse's 1/L is folded into the filter's spectrum (PrepareBuffers).
+    ft = new FT(0, VELAAlgorithmAccurate);
     if (use64) {
         preChirp64.Resize(n);
         postChirp64.Resize(chirpSize);
@@ -61,6 +85,7 @@ ChirpZ::ChirpZ(int n, double sampleRate, int m, double startFreq, double freqSte
         workSpectrum64.Resize(fftSize);
         FillTables<VecCplx64, Cplx64>(preChirp64, impulse64, postChirp64, n, chirpSize, fftSize, phi, theta);
         ft->Forward(impulseSpectrum64, impulse64);
+        PrepareBuffers(work64, impulseSpectrum64, fftSize);
     } else {
         preChirp32.Resize(n);
         postChirp32.Resize(chirpSize);
@@ -70,6 +95,7 @@ ChirpZ::ChirpZ(int n, double sampleRate, int m, double startFreq, double freqSte
         workSpectrum32.Resize(fftSize);
         FillTables<VecCplx32, Cplx32>(preChirp32, impulse32, postChirp32, n, chirpSize, fftSize, phi, theta);
         ft->Forward(impulseSpectrum32, impulse32);
+        PrepareBuffers(work32, impulseSpectrum32, fftSize);
     }
 }
 
@@ -125,13 +151,10 @@ void ChirpZ::Run(Vec& out, const Vec& in, Vec& preChirp, Vec& impulseSpectrum, V
                  Vec& postChirp) {
     const int n = inputSize, m = outputSize, l = fftSize;
     out.Resize(l);
-    // work = [in * preChirp, 0 ...]: the block, pre-chirped, zero-padded to the transform length.
-    work.Resize(n);
-    std::memcpy(static_cast<void*>(work.Data()), static_cast<const void*>(in.Data()), sizeof(in[0]) * n);
-    work *= preChirp;
+    // work = [in * preChirp, 0 ...]: the block, pre-chirped, zero-padded to the transform length (the
+    // padding stands from construction).
     work.Resize(l);
-    if (l > n)
-        std::memset(static_cast<void*>(work.Data() + n), 0, sizeof(in[0]) * static_cast<size_t>(l - n));
+    Multiply(in.Data(), preChirp.Data(), work.Data(), n);
     ft->Forward(workSpectrum, work);
     workSpectrum *= impulseSpectrum;
     ft->Inverse(out, workSpectrum);

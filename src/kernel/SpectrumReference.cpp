@@ -11,6 +11,15 @@ void MulF32(const float* a, const float* b, float* d, int n) {
         d[i] = a[i] * b[i];
 }
 
+template <class T>
+void CmulCx(const T* a, const T* b, T* d, int n) {
+    for (int i = 0; i < n; ++i) {
+        const T ar = a[2 * i], ai = a[2 * i + 1], br = b[2 * i], bi = b[2 * i + 1];
+        d[2 * i] = ar * br - ai * bi;
+        d[2 * i + 1] = ar * bi + ai * br;
+    }
+}
+
 void MagDbC32(const float* s, float* d, int n) {
     for (int i = 0; i < n; ++i) {
         const float re = s[2 * i], im = s[2 * i + 1];
@@ -22,6 +31,6 @@ void MagDbC32(const float* s, float* d, int n) {
 }  // namespace
 
 extern const SpectrumKernelTable kSpectrumTable;
-const SpectrumKernelTable kSpectrumTable = {"reference", MulF32, MagDbC32};
+const SpectrumKernelTable kSpectrumTable = {"reference", MulF32, CmulCx<float>, CmulCx<double>, MagDbC32};
 
 }  // namespace VELA::kern::reference
