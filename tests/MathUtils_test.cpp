@@ -534,8 +534,15 @@ TEST(MathUtilsMatrix, MatrixVectorProductStridesByTheVectorLength) {
 
 TEST(MathUtilsMatrix, EyeKeepsALargerCapacityAndGrowsTheRowTable) {
     MatReal32 m(4, 4);
+    const float* block32 = m.Data();
+    float** rows32 = &m[0];
     MathUtils::Eye(m, 3);
     EXPECT_EQ(m.GetCapacity(), 16);
+    // Three rows fit the table of four: block and row table stay, the table is refilled for 3 columns.
+    EXPECT_EQ(m.Data(), block32);
+    EXPECT_EQ(&m[0], rows32);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(m[i], block32 + 3 * i);
     EXPECT_TRUE(NearAbs(DM(m), {1, 0, 0, 0, 1, 0, 0, 0, 1}, 0));
     // One row of 16: Eye(4) fits the block but needs a row table of four.
     MatReal64 wide(1, 16);
@@ -543,6 +550,9 @@ TEST(MathUtilsMatrix, EyeKeepsALargerCapacityAndGrowsTheRowTable) {
     MathUtils::Eye(wide, 4);
     EXPECT_EQ(wide.Data(), block);
     EXPECT_EQ(wide.GetCapacity(), 16);
+    EXPECT_EQ(wide.GetRows(), 4);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(wide[i], block + 4 * i);
     for (int i = 0; i < 4; ++i)
         for (int j = 0; j < 4; ++j)
             EXPECT_EQ(wide[i][j], i == j ? 1.0 : 0.0);

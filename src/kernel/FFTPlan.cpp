@@ -20,11 +20,12 @@ std::mutex& PlannerLock() {
 
 // How hard the planner works, by the size of the transform (measured in bench/RESULTS.md, "FFTW
 // planning rigour"). While n complex points take less than 2 MiB (n < 2^18 in float, 2^17 in double)
-// FFTW_MEASURE's plans ran at most about 30% faster than FFTW_ESTIMATE's, often not at all, but took
-// 0.1 to 2.6 s each to make against under 3 ms, and a process pays that once per length, kind and
-// direction: with MEASURE everywhere the test suite spent most of its CPU time planning. From 2 MiB on,
-// ESTIMATE's plans ran 1.5 to 2 times slower, and MEASURE's seconds of planning are repaid within a
-// few thousand transforms. Real transforms follow the complex rule for their length (not measured).
+// FFTW_MEASURE's plans ran up to about 40% faster than FFTW_ESTIMATE's (median about 10%), often not
+// at all or slower, but took 0.1 to 3.6 s each to make against under 2 ms, and a process pays that once
+// per length, kind and direction: with MEASURE everywhere the test suite spent most of its CPU time
+// planning. From 2 MiB on, ESTIMATE's plans ran 1.7 to 2 times slower, and MEASURE's seconds of planning
+// are repaid within a few thousand transforms. Real transforms follow the complex rule for their length
+// (not measured).
 constexpr size_t kMeasureFromBytes = size_t{2} << 20;
 unsigned PlannerFlags(FFTKind kind, int length) {
     const size_t point = (kind == FFTKind::R64 || kind == FFTKind::C64 ? sizeof(double) : sizeof(float)) * 2;
