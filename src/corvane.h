@@ -27,4 +27,7 @@
 #include "dsp/ChirpZ.h"
 #include "dsp/VideoBandwidth.h"
 #include "dsp/CISPRDetector.h"
+#include "dsp/DigitalSource.h"
+#include "dsp/DigitalZoom.h"
+#include "dsp/SteppedSpectrum.h"
 #include "infra/UnitTestRecorder.h"

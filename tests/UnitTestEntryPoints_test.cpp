@@ -29,6 +29,10 @@ const EntryPoint kEntryPoints[] = {
     {"FT", &FT::UnitTest},
     {"DFT", &DFT::UnitTest},
     {"FFT", &FFT::UnitTest},
+    {"DSPUtils", &DSPUtils::UnitTest},
+    {"DigitalSource", &DigitalSource::UnitTest},
+    {"DigitalZoom", &DigitalZoom::UnitTest},
+    {"SteppedSpectrum", &SteppedSpectrum::UnitTest},
 };
 
 class UnitTestEntryPoints : public testing::TestWithParam<EntryPoint> {};
@@ -62,6 +66,24 @@ TEST(UnitTestEntryPoints, LeakExerciseReturnsTrueAndRecordsNothing) {
     UnitTestRecorder recorder;
     EXPECT_TRUE(VecReal32::SimpleLeakTest(recorder));
     EXPECT_EQ(recorder.GetTotalTests(), 0);
+}
+
+// SteppedSpectrum's further entry points record under the class's own name too.
+TEST(UnitTestEntryPoints, SteppedSpectrumTestVBWAndMemoryLeakTest) {
+    for (auto run : {&SteppedSpectrum::TestVBW, &SteppedSpectrum::MemoryLeakTest}) {
+        corvane_test::ScopedWorkDir dir;
+        UnitTestRecorder recorder;
+        testing::internal::CaptureStdout();
+        EXPECT_TRUE(run(recorder));
+        const std::string console = testing::internal::GetCapturedStdout();
+        EXPECT_GT(recorder.GetTotalTests(), 0);
+        EXPECT_EQ(recorder.GetFailedTests(), 0) << console;
+        size_t n = 0;
+        for (size_t at = console.find("  SUCCESS  :SteppedSpectrum :"); at != std::string::npos;
+             at = console.find("  SUCCESS  :SteppedSpectrum :", at + 1))
+            ++n;
+        EXPECT_EQ(static_cast<int>(n), recorder.GetTotalTests());
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(AllClasses, UnitTestEntryPoints, testing::ValuesIn(kEntryPoints),

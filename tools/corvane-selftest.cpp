@@ -55,6 +55,11 @@ const Entry kRegistry[] = {
     {"ChirpZ", &VELA::ChirpZ::UnitTest},
     {"VideoBandwidth", &VELA::VideoBandwidth::UnitTest},
     {"CISPRDetector", &VELA::CISPRDetector::UnitTest},
+    {"DigitalSource", &VELA::DigitalSource::UnitTest},
+    {"DigitalZoom", &VELA::DigitalZoom::UnitTest},
+    {"SteppedSpectrum", &VELA::SteppedSpectrum::UnitTest},
+    {"SteppedSpectrum::TestVBW", &VELA::SteppedSpectrum::TestVBW},
+    {"SteppedSpectrum::MemoryLeakTest", &VELA::SteppedSpectrum::MemoryLeakTest},
 };
 
 const Entry* Find(const char* name) {
