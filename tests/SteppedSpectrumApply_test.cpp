@@ -9,39 +9,15 @@
 #include <vector>
 
 #include "kernel/Memory.h"
+#include "support/SteppedPlan.h"
 
 using namespace VELA;
 
 namespace {
 
-struct Request {
-    double span = 10e6;
-    double center = 5e9;
-    double rbw = 100e3;
-    WindowType window = WindowTypeFlatTop;
-    int points = 1001;
-    double acqSpan = 36e6;
-    double sampFreq = 50e6;
-    int acqSamples = 0;
-    DetectorType detector = DetectorMax;
-    bool estimateOnly = false;
-    double vbw = 0.0;
-    int cisprAcqBlocks = 0;
-};
-
-struct Plan {
-    VecReal64 freqSteps, acqSpans;
-    VecInt32 numSamples, numPoints;
-    double actualRBW = -1.0;
-    double actualVBW = -1.0;
-    int Tunings() const { return freqSteps.GetSize(); }
-};
-
-void MakePlan(SteppedSpectrum& ss, Plan& p, const Request& r) {
-    ss.Init(p.freqSteps, p.acqSpans, p.numSamples, p.numPoints, p.actualRBW, p.actualVBW, r.span, r.center,
-            r.rbw, r.window, r.points, r.acqSpan, r.sampFreq, r.acqSamples, r.detector, r.estimateOnly, r.vbw,
-            r.cisprAcqBlocks);
-}
+using corvane_test::MakePlan;
+using corvane_test::Plan;
+using corvane_test::Request;
 
 using BlockFn = std::function<void(VecCplx32&, int)>;
 
