@@ -315,7 +315,11 @@ void SteppedSpectrum::Apply3(VecReal32& out, const VecReal32& in, int index, int
     m_cispr->Apply(out, in, acqIndex, m_cisprAcqNum, det);
 }
 
-void SteppedSpectrum::ConvertUnit(VecReal32& out, VecReal32& in, PowerUnit unit) {
+namespace {
+// The unit conversion of both ConvertUnit forms: `factor` 10 for powers, 20 for magnitudes. The choice
+// between linear and decibels follows `unit`, the +10 dB of the second unit follows `current` (the
+// object's unit; every caller passes it as `unit` too). Adds epsilon to `in` in place.
+void ToUnit(VecReal32& out, VecReal32& in, PowerUnit unit, PowerUnit current, float factor) {
     if (in.GetSize() == 0) {
         out.Resize(0);
         return;
@@ -326,23 +330,17 @@ void SteppedSpectrum::ConvertUnit(VecReal32& out, VecReal32& in, PowerUnit unit)
     }
     in.Add(kEpsilon);
     MathUtils::Log10(out, in);
-    out.Mul(10.0f);
-    if (m_unit == PowerUnitDBPlus10) out.Add(10.0f);
+    out.Mul(factor);
+    if (current == PowerUnitDBPlus10) out.Add(10.0f);
+}
+}  // namespace
+
+void SteppedSpectrum::ConvertUnit(VecReal32& out, VecReal32& in, PowerUnit unit) {
+    ToUnit(out, in, unit, m_unit, 10.0f);
 }
 
 void SteppedSpectrum::ConvertUnitMag(VecReal32& out, VecReal32& in, PowerUnit unit) {
-    if (in.GetSize() == 0) {
-        out.Resize(0);
-        return;
-    }
-    if (unit != PowerUnitDB && unit != PowerUnitDBPlus10) {
-        MathUtils::Copy(out, in.GetSize(), in, 0);
-        return;
-    }
-    in.Add(kEpsilon);
-    MathUtils::Log10(out, in);
-    out.Mul(20.0f);
-    if (m_unit == PowerUnitDBPlus10) out.Add(10.0f);
+    ToUnit(out, in, unit, m_unit, 20.0f);
 }
 
 void SteppedSpectrum::GenCW(VecCplx32& out, double normFreq, int n) {
