@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "kernel/Dispatch.h"
@@ -156,6 +157,46 @@ TEST_P(SignalKernelLevels, GroupedReductionsMatchReference) {
                 T().group_rms_f32(a.Data(), g, m, r2.Data());
                 EXPECT_TRUE(NearAbs(r2.Get(m), r1.Get(m), 1e-6)) << "rms";
             }
+}
+
+// The reference's comparison keeps a NaN first element and passes over a NaN anywhere else; groups of
+// every length up to a few registers, with the data ending exactly at the last group (an exact-size heap
+// block, so a read past it shows under AddressSanitizer).
+TEST_P(SignalKernelLevels, GroupedMaxMinFollowReferenceOnNaNAndAtTheEnd) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    for (int g = 1; g <= 70; ++g)
+        for (int m : {1, 2, 5}) {
+            SCOPED_TRACE(testing::Message() << "group=" << g << " groups=" << m);
+            auto x = Uniform(static_cast<size_t>(g) * m, 7 + g, -5, 5);
+            std::vector<float> a(x.begin(), x.end());
+            if (m > 1) a[static_cast<size_t>(g)] = nan;      // second group starts with NaN
+            if (g > 2) a[static_cast<size_t>(g) / 2] = nan;  // first group has one inside
+            std::vector<float> r1(2 * static_cast<size_t>(m)), r2(2 * static_cast<size_t>(m));
+            auto same = [&](size_t count) {
+                for (size_t i = 0; i < count; ++i) {
+                    if (std::isnan(r1[i])) {
+                        EXPECT_TRUE(std::isnan(r2[i])) << i;
+                    } else {
+                        EXPECT_EQ(r1[i], r2[i]) << i;
+                    }
+                }
+            };
+            Ref().group_max_f32(a.data(), g, m, r1.data());
+            T().group_max_f32(a.data(), g, m, r2.data());
+            same(m);
+            if (m > 1) {
+                EXPECT_TRUE(std::isnan(r2[1]));
+            }
+            if (g > 2) {
+                EXPECT_FALSE(std::isnan(r2[0]));
+            }
+            Ref().group_min_f32(a.data(), g, m, r1.data());
+            T().group_min_f32(a.data(), g, m, r2.data());
+            same(m);
+            Ref().group_maxmin_f32(a.data(), g, m, r1.data());
+            T().group_maxmin_f32(a.data(), g, m, r2.data());
+            same(2 * static_cast<size_t>(m));
+        }
 }
 
 TEST_P(SignalKernelLevels, ConvolutionMatchesReference) {
