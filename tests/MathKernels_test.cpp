@@ -314,6 +314,28 @@ TEST(MathKernels, LargeOutputsAtTheDefaultThresholdMatchTheReference) {
     EXPECT_EQ(out[0], 0.0f);
 }
 
+// The magnitude may be taken in place (output over the first half of the input), below and above the
+// streaming size, with values that take the float formula and values that need double.
+TEST_P(MathKernelsLevel, MagnitudeInPlaceMatchesReference) {
+    const size_t before = VELA::kern::MathStreamThreshold();
+    for (size_t threshold : {before, size_t(0)}) {
+        VELA::kern::SetMathStreamThreshold(threshold);
+        for (int n : {1, 7, 15, 16, 17, 91, 1000, 4099}) {
+            std::vector<float> in(2 * static_cast<size_t>(n)), ref(n);
+            std::mt19937 rng(static_cast<unsigned>(n));
+            std::uniform_real_distribution<float> u(-3, 3);
+            for (float& x : in)
+                x = u(rng);
+            in[in.size() / 2] = 3e30f;  // needs the double formula
+            Ref().mag_c32(in.data(), ref.data(), n);
+            L().mag_c32(in.data(), in.data(), n);
+            EXPECT_EQ(std::memcmp(in.data(), ref.data(), sizeof(float) * n), 0)
+                << "n=" << n << " threshold=" << threshold;
+        }
+    }
+    VELA::kern::SetMathStreamThreshold(before);
+}
+
 TEST_P(MathKernelsLevel, PhaseAgreesWithReferenceWithinOneStep) {
     CheckMap<float>(L(), "phase_c32", 2, 1, 1, kAny,
                     [](const MathKernelTable& t, const float* s, float* d, int n) { t.phase_c32(s, d, n); });
