@@ -8,45 +8,17 @@
 #include "../math/VELAError.h"
 #include "ChirpZ.h"
 #include "DSPUtils.h"
-#include "kernel/HalfBandKernels.h"
+#include "HalfBandChain.inc"
 #include "kernel/SpectrumScalar.h"
 
 namespace VELA {
 
-namespace {
-// ln 2 rounded to float: the stage count is defined with this divisor, and for ratios just below a
-// power of two it decides between two counts.
-constexpr double kLn2Float = 0.6931471824645996;
-}  // namespace
+using halfband::kLn2Float;
 
 const int DigitalZoom::halfBandFilterTaps = 27;
-const float DigitalZoom::halfBandFilterCoefs[8] = {
-    0.5f,
-    0.3106238842010498f,
-    -0.08499213308095932f,
-    0.033999402076005936f,
-    -0.012833980843424797f,
-    0.003986687865108252f,
-    -0.000892365351319313f,
-    0.00010895591549342498f,
-};
+const float DigitalZoom::halfBandFilterCoefs[8] = {VELA_HALF_BAND_27_TAPS};
 const int DigitalZoom::halfBandLastFilterTaps = 51;
-const float DigitalZoom::halfBandLastFilterCoefs[14] = {
-    0.5f,
-    0.3165855407714844f,
-    -0.1010282039642334f,
-    0.055518925189971924f,
-    -0.034698665142059326f,
-    0.022507071495056152f,
-    -0.014587938785552979f,
-    0.009243309497833252f,
-    -0.005630970001220703f,
-    0.0032446980476379395f,
-    -0.0017337203025817871f,
-    0.0008341670036315918f,
-    -0.00034296512603759766f,
-    0.00011074542999267578f,
-};
+const float DigitalZoom::halfBandLastFilterCoefs[14] = {VELA_HALF_BAND_51_TAPS};
 
 DigitalZoom::DigitalZoom() : DigitalZoom(-1.0, -1.0, -1.0) {}
 
@@ -186,12 +158,7 @@ void DigitalZoom::Apply(VecReal32& out, double& binWidth, const VecCplx32& in) {
 }
 
 void DigitalZoom::Decimator2(VecCplx32& out, const VecCplx32& in, int taps, const float* coefs) {
-    const int c = (taps - 1) / 2;
-    const int n = in.GetSize();
-    const int m = n - 2 * c + 1 > 0 ? (n - 2 * c + 1) >> 1 : 0;
-    out.Resize(m);
-    kern::HBK().decim2_c32(reinterpret_cast<const float*>(in.Data()), reinterpret_cast<float*>(out.Data()), m,
-                           coefs, (taps + 1) / 4);
+    halfband::Decimate2(out, in, taps, coefs);
 }
 
 void DigitalZoom::Decimate(int stages) {
