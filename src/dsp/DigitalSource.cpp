@@ -114,36 +114,9 @@ void DigitalSource::Decimator2(VecCplx32& out, const VecCplx32& in, int taps, co
 }
 
 void DigitalSource::Decimate(int stages) {
-    const float* first = halfBandFilterCoefs;
-    const float* last = halfBandLastFilterCoefs;
-    const int firstTaps = halfBandFilterTaps;
-    const int lastTaps = halfBandLastFilterTaps;
-    if (stages == 0) {
-        if (m_lastStage) {
-            Decimator2(m_bufB, m_bufA, lastTaps, last);
-            MathUtils::Copy(m_bufA, m_bufB.GetSize(), m_bufB, 0);
-        }
-    } else if (stages % 2 == 1) {
-        Decimator2(m_bufB, m_bufA, firstTaps, first);
-        for (int i = 0; i < (stages - 1) / 2; ++i) {
-            Decimator2(m_bufA, m_bufB, firstTaps, first);
-            Decimator2(m_bufB, m_bufA, firstTaps, first);
-        }
-        if (m_lastStage)
-            Decimator2(m_bufA, m_bufB, lastTaps, last);
-        else
-            MathUtils::Copy(m_bufA, m_bufB.GetSize(), m_bufB, 0);
-    } else {
-        for (int i = 0; i < stages / 2; ++i) {
-            Decimator2(m_bufB, m_bufA, firstTaps, first);
-            Decimator2(m_bufA, m_bufB, firstTaps, first);
-        }
-        // Unlike the zoom's chain, an even count without the 51-tap step leaves the result where it is.
-        if (m_lastStage) {
-            Decimator2(m_bufB, m_bufA, lastTaps, last);
-            MathUtils::Copy(m_bufA, m_bufB.GetSize(), m_bufB, 0);
-        }
-    }
+    // Unlike the zoom's chain, an even count without the 51-tap step leaves the result where it is.
+    halfband::RunChain(m_bufA, m_bufB, stages, m_lastStage, false, halfBandFilterCoefs, halfBandFilterTaps,
+                       halfBandLastFilterCoefs, halfBandLastFilterTaps);
 }
 
 }  // namespace VELA

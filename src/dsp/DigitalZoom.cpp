@@ -162,35 +162,10 @@ void DigitalZoom::Decimator2(VecCplx32& out, const VecCplx32& in, int taps, cons
 }
 
 void DigitalZoom::Decimate(int stages) {
-    const float* first = halfBandFilterCoefs;
-    const float* last = halfBandLastFilterCoefs;
-    const int firstTaps = halfBandFilterTaps;
-    const int lastTaps = halfBandLastFilterTaps;
-    if (stages == 0) {
-        if (m_lastStage) {
-            Decimator2(m_bufB, m_bufA, lastTaps, last);
-            MathUtils::Copy(m_bufA, m_bufB.GetSize(), m_bufB, 0);
-        }
-    } else if (stages % 2 == 1) {
-        Decimator2(m_bufB, m_bufA, firstTaps, first);
-        for (int i = 0; i < (stages - 1) / 2; ++i) {
-            Decimator2(m_bufA, m_bufB, firstTaps, first);
-            Decimator2(m_bufB, m_bufA, firstTaps, first);
-        }
-        if (m_lastStage)
-            Decimator2(m_bufA, m_bufB, lastTaps, last);
-        else
-            MathUtils::Copy(m_bufA, m_bufB.GetSize(), m_bufB, 0);
-    } else {
-        for (int i = 0; i < stages / 2; ++i) {
-            Decimator2(m_bufB, m_bufA, firstTaps, first);
-            Decimator2(m_bufA, m_bufB, firstTaps, first);
-        }
-        if (m_lastStage) Decimator2(m_bufB, m_bufA, lastTaps, last);
-        // Settled behaviour: the copy runs also without the 51-tap step, when m_bufB still holds the
-        // output of the last stage but one. That longer block, at twice the rate, is what goes on.
-        MathUtils::Copy(m_bufA, m_bufB.GetSize(), m_bufB, 0);
-    }
+    // Settled behaviour: an even count without the 51-tap step still copies the longer block of the
+    // last step but one over the result, and that block, at twice the rate, is what goes on.
+    halfband::RunChain(m_bufA, m_bufB, stages, m_lastStage, true, halfBandFilterCoefs, halfBandFilterTaps,
+                       halfBandLastFilterCoefs, halfBandLastFilterTaps);
 }
 
 }  // namespace VELA
