@@ -11,6 +11,7 @@
 #include "kernel/MathKernels.h"
 #include "kernel/SignalKernels.h"
 #include "kernel/VectorKernels.h"
+#include "internal/ComplexView.h"
 
 namespace VELA {
 
@@ -20,18 +21,7 @@ using kern::SK;
 
 namespace {
 
-float* F(Cplx32* p) {
-    return reinterpret_cast<float*>(p);
-}
-const float* F(const Cplx32* p) {
-    return reinterpret_cast<const float*>(p);
-}
-double* F(Cplx64* p) {
-    return reinterpret_cast<double*>(p);
-}
-const double* F(const Cplx64* p) {
-    return reinterpret_cast<const double*>(p);
-}
+using internal::F;
 
 template <class T>
 void CopyElements(T* d, const T* s, int n) {

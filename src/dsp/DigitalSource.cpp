@@ -7,7 +7,7 @@
 #include "../math/MathUtils.h"
 #include "../math/VELAError.h"
 #include "DSPUtils.h"
-#include "HalfBandChain.inc"
+#include "internal/HalfBandChain.h"
 
 namespace VELA {
 

@@ -8,8 +8,8 @@
 #include "../math/VELAError.h"
 #include "ChirpZ.h"
 #include "DSPUtils.h"
-#include "HalfBandChain.inc"
 #include "kernel/SpectrumScalar.h"
+#include "internal/HalfBandChain.h"
 
 namespace VELA {
 

@@ -3,6 +3,7 @@
 #include "kernel/FFTPlan.h"
 #include "kernel/VectorKernels.h"
 #include "kernel/Memory.h"
+#include "internal/ComplexView.h"
 
 namespace VELA {
 
@@ -12,18 +13,7 @@ kern::FFTKind KindOf(FTType t) {
     return static_cast<kern::FFTKind>(static_cast<int>(t));
 }
 
-float* F(Cplx32* p) {
-    return reinterpret_cast<float*>(p);
-}
-const float* F(const Cplx32* p) {
-    return reinterpret_cast<const float*>(p);
-}
-double* F(Cplx64* p) {
-    return reinterpret_cast<double*>(p);
-}
-const double* F(const Cplx64* p) {
-    return reinterpret_cast<const double*>(p);
-}
+using internal::F;
 
 void* AllocWork(int bytes) {
     void* p = kern::AlignedAlloc(static_cast<size_t>(bytes));

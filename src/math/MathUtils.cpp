@@ -12,6 +12,7 @@
 #include "Vector.h"
 #include "kernel/MathKernels.h"
 #include "kernel/VectorKernels.h"
+#include "internal/ComplexView.h"
 
 namespace VELA {
 
@@ -27,18 +28,7 @@ constexpr double kLogGuard = 9.99994610111476e-41;
 // would buy nothing.
 constexpr double kLn2Float = 0.6931471824645996;
 
-float* F(Cplx32* p) {
-    return reinterpret_cast<float*>(p);
-}
-const float* F(const Cplx32* p) {
-    return reinterpret_cast<const float*>(p);
-}
-double* F(Cplx64* p) {
-    return reinterpret_cast<double*>(p);
-}
-const double* F(const Cplx64* p) {
-    return reinterpret_cast<const double*>(p);
-}
+using internal::F;
 
 // Overlap-safe element copy (a part may be copied within one vector).
 template <class T>

@@ -6,6 +6,7 @@
 
 #include "Vector.h"
 #include "kernel/VectorKernels.h"
+#include "internal/ComplexView.h"
 
 namespace VELA {
 
@@ -18,18 +19,7 @@ int FailedBytes(int n, int elementSize) {
 }
 
 // Interleaved views of the complex records for the kernels (a record is two plain scalars).
-float* F(Cplx32* p) {
-    return reinterpret_cast<float*>(p);
-}
-const float* F(const Cplx32* p) {
-    return reinterpret_cast<const float*>(p);
-}
-double* F(Cplx64* p) {
-    return reinterpret_cast<double*>(p);
-}
-const double* F(const Cplx64* p) {
-    return reinterpret_cast<const double*>(p);
-}
+using internal::F;
 
 template <class T>
 void CopyElements(T* d, const T* s, int n) {

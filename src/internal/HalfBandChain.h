@@ -1,6 +1,6 @@
 // What the two decimation chains, DigitalSource's and DigitalZoom's, share: the divisor of their stage
-// count, the two half-band designs, the decimate-by-two step and the chain of such steps. Included by those
-// two sources only (not an installed header).
+// count, the two half-band designs, the decimate-by-two step and the chain of such steps. Internal to
+// the library's sources: not installed.
 #pragma once
 
 #include "../math/MathUtils.h"
