@@ -15,9 +15,14 @@ using namespace VELA;
 
 namespace {
 
+using corvane_test::CISPRPlan;
 using corvane_test::MakePlan;
+using corvane_test::OneMHzSpan;
 using corvane_test::Plan;
 using corvane_test::Request;
+using corvane_test::SingleTuning;
+using corvane_test::SmallStitch;
+using corvane_test::VBWNoise;
 
 using BlockFn = std::function<void(VecCplx32&, int)>;
 
@@ -87,63 +92,6 @@ BlockFn NoisyTone(const Plan& p, double normFreq) {
             in[k].im += u(rng);
         }
     };
-}
-
-Request SingleTuning() {
-    return Request{};
-}
-
-Request VBWNoise() {
-    Request r;
-    r.span = 4e6;
-    r.center = 5e8;
-    r.rbw = 1e4;
-    r.window = WindowTypeKaiser;
-    r.points = 8001;
-    r.acqSpan = 5e6;
-    r.sampFreq = 6.25e6;
-    r.vbw = 1000;
-    r.detector = DetectorAve;
-    return r;
-}
-
-Request CISPRPlan() {
-    Request r;
-    r.window = WindowTypeCISPR6dB;
-    r.span = 4e6;
-    r.center = 5e8;
-    r.rbw = 120e3;
-    r.points = 801;
-    r.acqSpan = 5e6;
-    r.sampFreq = 6.25e6;
-    r.detector = DetectorCISPRPeak;
-    return r;
-}
-
-// A small stitching plan: 51 points over 20 MHz with 1.25 MHz acquisitions: stitch rate 3, 21 tunings.
-Request SmallStitch() {
-    Request r;
-    r.span = 20e6;
-    r.center = 1e9;
-    r.rbw = 100e3;
-    r.window = WindowTypeBlackmanHarris;
-    r.points = 51;
-    r.acqSpan = 1.25e6;
-    r.sampFreq = 1.5625e6;
-    return r;
-}
-
-Request OneMHzSpan() {
-    Request r;
-    r.span = 1e9;
-    r.center = 1e9;
-    r.rbw = 30e3;
-    r.window = WindowTypeFlatTop;
-    r.points = 801;
-    r.acqSpan = 300e3;
-    r.sampFreq = 781250;
-    r.detector = DetectorMax;
-    return r;
 }
 
 }  // namespace

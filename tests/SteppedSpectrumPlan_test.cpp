@@ -13,9 +13,11 @@ using namespace VELA;
 
 namespace {
 
+using corvane_test::CISPRPlan;
 using corvane_test::MakePlan;
 using corvane_test::Plan;
 using corvane_test::Request;
+using corvane_test::VBWNoise;
 
 long long SumPoints(const Plan& p) {
     long long s = 0;
@@ -140,15 +142,7 @@ TEST(SteppedSpectrumPlan, ShortCutComparesTheInitDetectorNotTheLastApply2One) {
 TEST(SteppedSpectrumPlan, CISPRCentreCrossingABandRebuilds) {
     SteppedSpectrum ss;
     Plan p;
-    Request r;
-    r.window = WindowTypeCISPR6dB;
-    r.span = 4e6;
-    r.center = 5e8;
-    r.rbw = 120e3;
-    r.points = 801;
-    r.acqSpan = 5e6;
-    r.sampFreq = 6.25e6;
-    r.detector = DetectorCISPRPeak;
+    Request r = CISPRPlan();
     MakePlan(ss, p, r);
     EXPECT_EQ(ss.GetCISPRAcqNum(), 6367);
     // Within the band: the short cut.
@@ -288,15 +282,7 @@ TEST(SteppedSpectrumPlan, NoiseMarker) {
 TEST(SteppedSpectrumPlan, CISPRAcqBlocksReplacesTheComputedNumber) {
     SteppedSpectrum ss;
     Plan p;
-    Request r;
-    r.window = WindowTypeCISPR6dB;
-    r.span = 4e6;
-    r.center = 5e8;
-    r.rbw = 120e3;
-    r.points = 801;
-    r.acqSpan = 5e6;
-    r.sampFreq = 6.25e6;
-    r.detector = DetectorCISPRPeak;
+    Request r = CISPRPlan();
     MakePlan(ss, p, r);
     const int computed = ss.GetCISPRAcqNum();
     EXPECT_EQ(computed, 6367);
@@ -313,16 +299,7 @@ TEST(SteppedSpectrumPlan, CISPRAcqBlocksReplacesTheComputedNumber) {
 TEST(SteppedSpectrumPlan, VBWNoiseSampleCount) {
     SteppedSpectrum ss;
     Plan p;
-    Request r;
-    r.span = 4e6;
-    r.center = 5e8;
-    r.rbw = 1e4;
-    r.window = WindowTypeKaiser;
-    r.points = 8001;
-    r.acqSpan = 5e6;
-    r.sampFreq = 6.25e6;
-    r.vbw = 1000;
-    r.detector = DetectorAve;
+    Request r = VBWNoise();
     MakePlan(ss, p, r);
     ASSERT_EQ(p.Tunings(), 1);
     EXPECT_EQ(p.numSamples[0], 5212);
