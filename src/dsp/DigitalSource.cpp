@@ -115,8 +115,8 @@ void DigitalSource::Decimator2(VecCplx32& out, const VecCplx32& in, int taps, co
 
 void DigitalSource::Decimate(int stages) {
     // Unlike the zoom's chain, an even count without the 51-tap step leaves the result where it is.
-    halfband::RunChain(m_bufA, m_bufB, stages, m_lastStage, false, halfBandFilterCoefs, halfBandFilterTaps,
-                       halfBandLastFilterCoefs, halfBandLastFilterTaps);
+    halfband::RunChain(Decimator2, m_bufA, m_bufB, stages, m_lastStage, false, halfBandFilterCoefs,
+                       halfBandFilterTaps, halfBandLastFilterCoefs, halfBandLastFilterTaps);
 }
 
 }  // namespace VELA

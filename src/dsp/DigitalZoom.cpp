@@ -164,8 +164,8 @@ void DigitalZoom::Decimator2(VecCplx32& out, const VecCplx32& in, int taps, cons
 void DigitalZoom::Decimate(int stages) {
     // Settled behaviour: an even count without the 51-tap step still copies the longer block of the
     // last step but one over the result, and that block, at twice the rate, is what goes on.
-    halfband::RunChain(m_bufA, m_bufB, stages, m_lastStage, true, halfBandFilterCoefs, halfBandFilterTaps,
-                       halfBandLastFilterCoefs, halfBandLastFilterTaps);
+    halfband::RunChain(Decimator2, m_bufA, m_bufB, stages, m_lastStage, true, halfBandFilterCoefs,
+                       halfBandFilterTaps, halfBandLastFilterCoefs, halfBandLastFilterTaps);
 }
 
 }  // namespace VELA

@@ -36,34 +36,36 @@ inline void Decimate2(VecCplx32& out, const VecCplx32& in, int taps, const float
                            coefs, (taps + 1) / 4);
 }
 
-// The chain on the block in `a`: `stages` steps of the 27-tap design, then, with `last`, one of the
-// 51-tap design, each step writing into the other buffer; the result is left in `a`. The one difference
-// between the two chains is settled behaviour of the zoom's: after an even number of 27-tap steps
-// without the 51-tap step it still copies `b` (the output of the last step but one, twice as long and
-// at twice the rate) over `a`; `copyAfterEven` selects that.
-inline void RunChain(VecCplx32& a, VecCplx32& b, int stages, bool last, bool copyAfterEven,
+// The chain on the block in `a`, each step made by `step` (the class's own decimate-by-two, which runs
+// Decimate2): `stages` steps of the 27-tap design, then, with `last`, one of the 51-tap design, each
+// step writing into the other buffer; the result is left in `a`. The one difference between the two
+// chains is settled behaviour of the zoom's: after an even number of 27-tap steps without the 51-tap
+// step it still copies `b` (the output of the last step but one, twice as long and at twice the rate)
+// over `a`; `copyAfterEven` selects that.
+using Step = void (*)(VecCplx32& out, const VecCplx32& in, int taps, const float* coefs);
+inline void RunChain(Step step, VecCplx32& a, VecCplx32& b, int stages, bool last, bool copyAfterEven,
                      const float* first, int firstTaps, const float* lastCoefs, int lastTaps) {
     if (stages == 0) {
         if (last) {
-            Decimate2(b, a, lastTaps, lastCoefs);
+            step(b, a, lastTaps, lastCoefs);
             MathUtils::Copy(a, b.GetSize(), b, 0);
         }
     } else if (stages % 2 == 1) {
-        Decimate2(b, a, firstTaps, first);
+        step(b, a, firstTaps, first);
         for (int i = 0; i < (stages - 1) / 2; ++i) {
-            Decimate2(a, b, firstTaps, first);
-            Decimate2(b, a, firstTaps, first);
+            step(a, b, firstTaps, first);
+            step(b, a, firstTaps, first);
         }
         if (last)
-            Decimate2(a, b, lastTaps, lastCoefs);
+            step(a, b, lastTaps, lastCoefs);
         else
             MathUtils::Copy(a, b.GetSize(), b, 0);
     } else {
         for (int i = 0; i < stages / 2; ++i) {
-            Decimate2(b, a, firstTaps, first);
-            Decimate2(a, b, firstTaps, first);
+            step(b, a, firstTaps, first);
+            step(a, b, firstTaps, first);
         }
-        if (last) Decimate2(b, a, lastTaps, lastCoefs);
+        if (last) step(b, a, lastTaps, lastCoefs);
         if (last || copyAfterEven) MathUtils::Copy(a, b.GetSize(), b, 0);
     }
 }
