@@ -21,7 +21,7 @@
 
 #include "BenchSummary.h"
 #include <corvane/corvane.h>
-#include <corvane/dsp/DSPUtilsConv.h>
+#include "internal/DSPUtilsConv.h"
 
 namespace {
 

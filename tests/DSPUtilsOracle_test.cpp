@@ -2,7 +2,7 @@
 // python run (a start costs about 0.2 s); inputs are rounded to the library's precision before they are
 // handed to python, so both sides compute on the same numbers.
 #include <corvane/dsp/DSPUtils.h>
-#include <corvane/dsp/DSPUtilsConv.h>
+#include "internal/DSPUtilsConv.h"
 #include <gtest/gtest.h>
 
 #include <cmath>

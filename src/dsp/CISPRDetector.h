@@ -15,6 +15,7 @@
 //
 // One object serves one thread.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include "../math/Vector.h"
 #include "DSPUtils.h"
@@ -24,7 +25,7 @@ namespace VELA {
 class CISPR6dBWindow;
 class UnitTestRecorder;
 
-class CISPRDetector {
+class VELA_API CISPRDetector {
   public:
     // Takes the time constants of the band of `freq` and creates the window; every vector empty.
     explicit CISPRDetector(double freq);

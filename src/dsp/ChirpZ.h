@@ -14,6 +14,7 @@
 // Copies share the transform object (flat pointer copy): after a copy only one of the two may be
 // destroyed.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include "../math/Vector.h"
 
@@ -22,7 +23,7 @@ namespace VELA {
 class FT;
 class UnitTestRecorder;
 
-class ChirpZ {
+class VELA_API ChirpZ {
   public:
     // inputSize N (points read from each block), sampleRate Fs, outputSize M, startFreq and freqStep in
     // the unit of Fs. use64 picks the double-precision tables (and Apply overload).

@@ -13,6 +13,7 @@
 // Conv keeps FFT plans and scratch per thread for its long-operand path, so a steady series of
 // convolutions of one shape allocates nothing after the first; everything else works in its outputs.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include "../math/IntVector.h"
 #include "../math/Vector.h"
@@ -36,7 +37,7 @@ enum DetectorType {
     DetectorCISPRPeak = 8,       // in Detect, as DetectorMax
 };
 
-class DSPUtils {
+class VELA_API DSPUtils {
   public:
     // ---------------- sampling and generation ----------------
     // out[j] = in[j * factor + phase]; out gets (factor - phase + in.size - 1) / factor elements.

@@ -8,7 +8,7 @@
 // DSPUtils has no state that a caller can see, but FFTW plans are far too costly to make per call
 // (planning measures the machine), so each thread keeps the plans and scratch of the lengths it has
 // used. A steady series of convolutions therefore allocates nothing after the first call.
-#include "DSPUtilsConv.h"
+#include "internal/DSPUtilsConv.h"
 
 #include <algorithm>
 #include <cstdint>

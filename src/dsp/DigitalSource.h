@@ -12,6 +12,7 @@
 // so steady calls of one length allocate nothing. Copies are deep (the class owns no pointers). One
 // object serves one thread at a time.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include "../math/Vector.h"
 
@@ -19,7 +20,7 @@ namespace VELA {
 
 class UnitTestRecorder;
 
-class DigitalSource {
+class VELA_API DigitalSource {
   public:
     // Source unset (-1.0 for its span, rate and centre); Apply throws until SetParameters has run.
     DigitalSource() = default;

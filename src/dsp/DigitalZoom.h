@@ -19,6 +19,7 @@
 // Copies share the window and the chirp-Z (flat pointer copy): an object has one owner, is not copied
 // while in use, and after a copy only one of the two may be destroyed. One object serves one thread.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include "../math/Vector.h"
 #include "Spectrum.h"
@@ -30,7 +31,7 @@ namespace VELA {
 class ChirpZ;
 class UnitTestRecorder;
 
-class DigitalZoom {
+class VELA_API DigitalZoom {
   public:
     // Source unset (-1.0 for its centre, span and rate): SetSource must follow.
     DigitalZoom();

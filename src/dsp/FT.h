@@ -6,6 +6,7 @@
 // Every transform resizes `out` to the length of `in` (which resets any view on `out`); the length of
 // the transform is the length of `in`. Inputs may be views (ShiftLeft/Truncate) at any alignment.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include "../math/Vector.h"
 
@@ -24,7 +25,7 @@ enum FTType { FT_R_16S = 0, FT_C_16SC = 1, FT_R_32F = 2, FT_C_32FC = 3, FT_R_64F
 enum VELAAlgorithm { VELAAlgorithmFast = 1, VELAAlgorithmAccurate = 2 };
 
 // One cached plan of an FT.
-struct FTSpecNode {
+struct VELA_API FTSpecNode {
     int normFlag;
     VELAAlgorithm algorithm;
     FTType type;
@@ -35,7 +36,7 @@ struct FTSpecNode {
 
 // General transform. Keeps one plan per (length, kind) for its whole life and one work buffer that
 // only grows, so a repeated transform allocates nothing. One object serves one thread at a time.
-class FT {
+class VELA_API FT {
   public:
     // Hint 1 (fast), flag 2 (inverse divided by N).
     FT();
@@ -85,7 +86,7 @@ class FT {
 // Fixed-length complex float transform (flag 2, hint 2). The length of `in` must equal the plan's.
 // operator= copies the plan and buffer pointers flat: afterwards the two objects share them and only
 // one of the two may be destroyed. The target's old plan is not released.
-class DFT {
+class VELA_API DFT {
   public:
     explicit DFT(int length);
     DFT(const DFT&) = delete;
@@ -105,7 +106,7 @@ class DFT {
 
 // Complex float transform of 2^order points (flag 2, hint 2); FFT(2) transforms 4 points.
 // Same flat assignment as DFT.
-class FFT {
+class VELA_API FFT {
   public:
     explicit FFT(int order);
     FFT(const FFT&) = delete;

@@ -7,12 +7,13 @@
 // Symmetric, normalised to sum 1 and stored twice over, as every kind (Window.h). The shape has no
 // parameter: the float form of SetParameters drops its argument and leaves para at 0.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include "Window.h"
 
 namespace VELA {
 
-class FlatTopWindow : public Window {
+class VELA_API FlatTopWindow : public Window {
   public:
     // No coefficients yet; resolution-bandwidth figure 3.77 bins (3 dB main-lobe width).
     FlatTopWindow();

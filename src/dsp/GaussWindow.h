@@ -4,12 +4,13 @@
 // whatever N is. The base is the float nearest e, widened (2.7182817459106445), which is part of the
 // library's figures. Symmetric, normalised to sum 1 and stored twice over, as every kind (Window.h).
 #pragma once
+#include "../math/VELAExport.h"
 
 #include "Window.h"
 
 namespace VELA {
 
-class GaussWindow : public Window {
+class VELA_API GaussWindow : public Window {
   public:
     // No coefficients yet; para 3.5, resolution-bandwidth figure 1.86 bins.
     GaussWindow();

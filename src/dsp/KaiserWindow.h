@@ -9,12 +9,13 @@
 // A Kaiser window built or reset with an explicit beta keeps whatever rbwScaling it had (0.89, the
 // uniform window's, when built by KaiserWindow(int, float)): only the presets carry a figure.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include "Window.h"
 
 namespace VELA {
 
-class KaiserWindow : public Window {
+class VELA_API KaiserWindow : public Window {
   public:
     // No coefficients yet; the mode's rbwScaling (2.2292 standard, 2.0859 CISPR).
     explicit KaiserWindow(KaiserWindowModeTag mode = KaiserWindowModeStandard);
@@ -43,7 +44,7 @@ class KaiserWindow : public Window {
 
 // The Kaiser window of the CISPR preset (beta 14.6), quoted at its 6 dB main-lobe width (2.9405 bins),
 // since a CISPR receiver's bandwidth is defined at 6 dB.
-class CISPR6dBWindow : public KaiserWindow {
+class VELA_API CISPR6dBWindow : public KaiserWindow {
   public:
     // No coefficients yet; rbwScaling 2.9405, mode CISPR.
     CISPR6dBWindow();

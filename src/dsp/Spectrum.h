@@ -19,6 +19,7 @@
 // Copying is refused. The object owns its window and transform through plain pointers; a flat copy of
 // them would leave two owners deleting one object, and no caller needs a copy.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include <cstdint>
 
@@ -43,7 +44,7 @@ enum PowerUnit : int32_t {
     PowerUnitLinear = 2,
 };
 
-class Spectrum {
+class VELA_API Spectrum {
   public:
     // A measurement of `size` points with the window of `type`. The window is built by the factory with
     // its kind's default parameter, so `para` is remembered but does not change the taper. Unit dB.

@@ -36,6 +36,7 @@
 // The object owns its window, chirp-Z and CISPR detector; copying is refused. Scratch lives in the
 // object: after the first sweep of a plan, a sweep allocates nothing. One object serves one thread.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include "../math/IntVector.h"
 #include "../math/Vector.h"
@@ -51,7 +52,7 @@ class ChirpZ;
 class CISPRDetector;
 class UnitTestRecorder;
 
-class SteppedSpectrum {
+class VELA_API SteppedSpectrum {
   public:
     SteppedSpectrum();
     SteppedSpectrum(const SteppedSpectrum&) = delete;

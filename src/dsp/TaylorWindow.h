@@ -11,12 +11,13 @@
 // (TaylorWindow(int), SetParameters(int)) and keeps the base's 0.89 when built with an explicit level.
 // There is no WindowType for it; only direct construction makes one.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include "Window.h"
 
 namespace VELA {
 
-class TaylorWindow : public Window {
+class VELA_API TaylorWindow : public Window {
   public:
     // sll -30 dB, nbar 4, rbwScaling 0.
     explicit TaylorWindow(int size);

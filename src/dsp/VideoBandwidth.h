@@ -6,6 +6,7 @@
 // are kept exactly, including their jumps at the joints and the absence of a clamp: they are trusted
 // for ratios up to about 2 (at 3 the factor comes out as 0).
 #pragma once
+#include "../math/VELAExport.h"
 
 #include "../math/Vector.h"
 
@@ -13,7 +14,7 @@ namespace VELA {
 
 class UnitTestRecorder;
 
-class VideoBandwidth {
+class VELA_API VideoBandwidth {
   public:
     // Loads the four coefficient tables (highest power first).
     VideoBandwidth();

@@ -17,6 +17,7 @@
 // Threads: coefficients are only written by SetParameters, so a window that is not being
 // reconfigured can be read (Apply, GetCoefficients, GetENBW) by several threads at once.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include <cstdint>
 
@@ -47,7 +48,7 @@ enum KaiserWindowModeTag : int32_t {
 };
 
 // The uniform window, and the base of every kind.
-class Window {
+class VELA_API Window {
   public:
     // No coefficients yet; resolution-bandwidth figure 0.89 bins.
     Window();

@@ -10,12 +10,13 @@
 // The factory does not own what it makes: the caller deletes it through Window's virtual destructor.
 // Copies of a factory share the pointer to the last window, which neither of them owns.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include "Window.h"
 
 namespace VELA {
 
-class WindowFactory {
+class VELA_API WindowFactory {
   public:
     // type 0 (uniform), size 0, para 0, no window yet.
     WindowFactory() = default;

@@ -11,6 +11,7 @@
 // Labels are stored as given and not copied: a test that composes a label must keep its text alive as
 // long as the recorder. Not thread-safe; self-tests run one after the other.
 #pragma once
+#include "../math/VELAExport.h"
 
 #include <cstdio>
 #include <list>
@@ -18,13 +19,13 @@
 namespace VELA {
 
 // One test case.
-struct UTRG {
+struct VELA_API UTRG {
     const char* className;  // class under test
     const char* testName;   // label naming the behaviour
     bool passed;
 };
 
-class UnitTestRecorder {
+class VELA_API UnitTestRecorder {
   public:
     // Empty list, counters zero, append option off, log file "VELAUnitTestRelease.log".
     UnitTestRecorder();

@@ -3,6 +3,7 @@
 // The block holds rows * cols elements row after row with no padding; `rowTable` has one pointer per
 // row so that m[i][j] is the element access. Like the vectors, nothing is range-checked.
 #pragma once
+#include "VELAExport.h"
 #include <cstring>
 #include <new>
 
@@ -12,7 +13,7 @@
 namespace VELA {
 
 template <class T>
-class BaseMatrix {
+class VELA_API BaseMatrix {
   public:
     BaseMatrix() = default;
     // Records the shape and size = capacity = r * c; allocates nothing.

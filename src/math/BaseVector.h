@@ -4,6 +4,7 @@
 // `size`. ShiftLeft and Truncate narrow the window without copying; Resize returns to the start of the
 // block. Nothing here checks an index or a length: element access is a plain load or store.
 #pragma once
+#include "VELAExport.h"
 #include <cstring>
 
 #include "Checksum.h"
@@ -13,7 +14,7 @@
 namespace VELA {
 
 template <class T>
-class BaseVector {
+class VELA_API BaseVector {
   public:
     // Records size = capacity = n and allocates nothing; a derived constructor allocates afterwards.
     explicit BaseVector(int n = 0) : data(nullptr), size(n), base(nullptr), capacity(n) {}

@@ -6,6 +6,7 @@
 // Not is a logical inversion that leaves unknown bits unknown. The two Not forms differ on purpose.
 // Nothing compares the shapes of two operands: operations run over this table's bytes.
 #pragma once
+#include "VELAExport.h"
 
 #include "BaseMatrix.h"
 
@@ -14,7 +15,7 @@ namespace VELA {
 class UnitTestRecorder;
 class VecInt16;
 
-class BitVector : public BaseMatrix<unsigned char> {
+class VELA_API BitVector : public BaseMatrix<unsigned char> {
   public:
     BitVector() = default;
     // rows words of cols bits, all 0.

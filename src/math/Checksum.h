@@ -1,11 +1,12 @@
 // CRC-32 of IEEE 802.3 (reflected polynomial 0xEDB88320).
 #pragma once
+#include "VELAExport.h"
 
 namespace VELA {
 
 class UnitTestRecorder;
 
-class Checksum {
+class VELA_API Checksum {
   public:
     // The standard reflected CRC-32 table, a constant of the data: 0, 0x77073096, 0xEE0E612C, ...
     static const unsigned int CRC32LookupTable[256];

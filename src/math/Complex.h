@@ -3,6 +3,7 @@
 // Each member has a float and a double form, computed in the precision of its type. Phases are in
 // radians.
 #pragma once
+#include "VELAExport.h"
 
 #include "VELATypes.h"
 
@@ -10,7 +11,7 @@ namespace VELA {
 
 class UnitTestRecorder;
 
-class Complex {
+class VELA_API Complex {
   public:
     Complex() = delete;
 

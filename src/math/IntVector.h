@@ -12,6 +12,7 @@
 // VecInt32 and VecUInt32 are incomplete on purpose: their copy constructors allocate nothing and most
 // of VecInt32's arithmetic does nothing. Code that relies on these classes depends on that exact shape.
 #pragma once
+#include "VELAExport.h"
 
 #include "BaseVector.h"
 
@@ -20,7 +21,7 @@ namespace VELA {
 class UnitTestRecorder;
 
 // Bytes.
-class VecUInt8 : public BaseVector<unsigned char> {
+class VELA_API VecUInt8 : public BaseVector<unsigned char> {
   public:
     VecUInt8() = default;
     explicit VecUInt8(int n);  // n elements, contents undefined; n = 0 allocates nothing
@@ -42,7 +43,7 @@ class VecUInt8 : public BaseVector<unsigned char> {
 };
 
 // 16-bit samples. Arithmetic saturates at -32768 and 32767.
-class VecInt16 : public BaseVector<short> {
+class VELA_API VecInt16 : public BaseVector<short> {
   public:
     VecInt16() = default;
     explicit VecInt16(int n);
@@ -105,7 +106,7 @@ class VecInt16 : public BaseVector<short> {
 };
 
 // 32-bit integers.
-class VecInt32 : public BaseVector<int> {
+class VELA_API VecInt32 : public BaseVector<int> {
   public:
     VecInt32() = default;
     explicit VecInt32(int n);
@@ -169,7 +170,7 @@ class VecInt32 : public BaseVector<int> {
 };
 
 // 32-bit unsigned integers: storage, assignment, comparison and print only.
-class VecUInt32 : public BaseVector<unsigned int> {
+class VELA_API VecUInt32 : public BaseVector<unsigned int> {
   public:
     VecUInt32() = default;
     explicit VecUInt32(int n);

@@ -13,6 +13,7 @@
 // - The in-place Log10 and Ln add a tiny guard so that 0 stays finite; the out-of-place forms do not, and
 //   give -Inf at 0. The difference is deliberate: a caller who wants a finite floor uses the in-place form.
 #pragma once
+#include "VELAExport.h"
 
 #include <cstdint>
 
@@ -31,7 +32,7 @@ class VecUInt32;
 class MatReal32;
 class MatReal64;
 
-class MathUtils {
+class VELA_API MathUtils {
   public:
     MathUtils() = delete;
 

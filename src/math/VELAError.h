@@ -1,5 +1,6 @@
 // Error codes and the library's one exception type.
 #pragma once
+#include "VELAExport.h"
 #include <cstdint>
 
 namespace VELA {
@@ -24,12 +25,12 @@ enum VELAErrorCodeTag : int32_t {
 };
 
 // The static message text of a code ("memory allocation error", ...); null for codes without one.
-const char* VELAErrorMessage(VELAErrorCodeTag code) noexcept;
+VELA_API const char* VELAErrorMessage(VELAErrorCodeTag code) noexcept;
 
 // A plain record, thrown by value. It deliberately has no base class (a handler for std::exception
 // does not catch it) and owns nothing: message and file point to static texts, so copying is trivial
 // and a throw allocates nothing of its own.
-struct VELAException {
+struct VELA_API VELAException {
     VELAErrorCodeTag code;
     const char* message;  // static text of `code`
     const char* file;     // source file of the throw, relative to the library's source root

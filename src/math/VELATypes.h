@@ -1,16 +1,17 @@
 // Complex element records shared by every container and kernel.
 #pragma once
+#include "VELAExport.h"
 
 namespace VELA {
 
 // Two floats, real part first: the layout of an interleaved complex sample.
-struct Cplx32 {
+struct VELA_API Cplx32 {
     float re;
     float im;
 };
 
 // Two doubles, real part first.
-struct Cplx64 {
+struct VELA_API Cplx64 {
     double re;
     double im;
 };

@@ -14,6 +14,7 @@
 //
 // The member sets differ from class to class on purpose; nothing is added for symmetry.
 #pragma once
+#include "VELAExport.h"
 
 #include "BaseVector.h"
 #include "VELATypes.h"
@@ -24,7 +25,7 @@ class UnitTestRecorder;
 class VecReal64;
 class VecCplx64;
 
-class VecReal32 : public BaseVector<float> {
+class VELA_API VecReal32 : public BaseVector<float> {
   public:
     VecReal32() = default;
     explicit VecReal32(int n);
@@ -107,7 +108,7 @@ class VecReal32 : public BaseVector<float> {
     void Alloc(int n) override;
 };
 
-class VecReal64 : public BaseVector<double> {
+class VELA_API VecReal64 : public BaseVector<double> {
   public:
     VecReal64() = default;
     explicit VecReal64(int n);
@@ -188,7 +189,7 @@ class VecReal64 : public BaseVector<double> {
     void Alloc(int n) override;
 };
 
-class VecCplx32 : public BaseVector<Cplx32> {
+class VELA_API VecCplx32 : public BaseVector<Cplx32> {
   public:
     VecCplx32() = default;
     explicit VecCplx32(int n);
@@ -285,7 +286,7 @@ class VecCplx32 : public BaseVector<Cplx32> {
     float Sqr(const Cplx32& c) const { return c.re * c.re + c.im * c.im; }
 };
 
-class VecCplx64 : public BaseVector<Cplx64> {
+class VELA_API VecCplx64 : public BaseVector<Cplx64> {
   public:
     VecCplx64() = default;
     explicit VecCplx64(int n);

@@ -9,6 +9,7 @@
 //
 // The matrix product, transpose, identity and inverse are static members of MathUtils.
 #pragma once
+#include "VELAExport.h"
 
 #include "BaseMatrix.h"
 
@@ -18,7 +19,7 @@ class UnitTestRecorder;
 class VecReal32;
 class VecReal64;
 
-class MatReal32 : public BaseMatrix<float> {
+class VELA_API MatReal32 : public BaseMatrix<float> {
   public:
     MatReal32() = default;
     // rows x cols, contents undefined; a matrix of no elements has neither block nor row table.
@@ -93,7 +94,7 @@ class MatReal32 : public BaseMatrix<float> {
     void Alloc(int n) override;
 };
 
-class MatReal64 : public BaseMatrix<double> {
+class VELA_API MatReal64 : public BaseMatrix<double> {
   public:
     MatReal64() = default;
     MatReal64(int rows, int cols);
