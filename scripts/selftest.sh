@@ -4,8 +4,10 @@
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 bash "$root/scripts/install-deps.sh"
-build="$root/build"
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DCORVANE_BUILD_TESTS=OFF >/dev/null
+# A build directory of its own: the test command's directories keep their tests switched on.
+build="$root/build-selftest"
+cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DCORVANE_BUILD_TESTS=OFF -DCORVANE_BUILD_TOOLS=ON \
+    -DCORVANE_BUILD_BENCH=OFF -DCORVANE_SANITIZE=OFF -DCORVANE_TSAN=OFF >/dev/null
 cmake --build "$build" -j"$(nproc)" --target corvane-selftest
 mkdir -p "$build/selftest-run"
 cd "$build/selftest-run"
