@@ -181,3 +181,19 @@ TEST(KaiserWindow, SelfTestsPass) {
     EXPECT_EQ(recorder.GetTotalTests(), 10);
     EXPECT_EQ(recorder.GetFailedTests(), 0);
 }
+
+TEST(KaiserWindow, NegativeParameterGivesTheWindowOfItsMagnitude) {
+    // The taper is even in beta: N = 3, beta = -1 is about [0.79, 1, 0.79] before normalising, the
+    // same as beta = 1, not a window that grows towards its ends.
+    const auto neg = Coefficients(KaiserWindow(3, -1.0f));
+    const auto pos = Coefficients(KaiserWindow(3, 1.0f));
+    ASSERT_EQ(neg.size(), 3u);
+    for (size_t i = 0; i < neg.size(); ++i)
+        EXPECT_EQ(neg[i], pos[i]) << i;
+    EXPECT_NEAR(neg[0] / neg[1], 1.0 / std::cyl_bessel_i(0.0, 1.0), 1e-6);
+    for (int n : {2, 11, 64, 101}) {
+        const auto a = Coefficients(KaiserWindow(n, -7.5f));
+        const auto b = Coefficients(KaiserWindow(n, 7.5f));
+        EXPECT_EQ(a, b) << n;
+    }
+}

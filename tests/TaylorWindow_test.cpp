@@ -2,6 +2,7 @@
 #include <corvane/infra/UnitTestRecorder.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <fstream>
 #include <memory>
@@ -194,4 +195,16 @@ TEST(TaylorWindow, SelfTestPasses) {
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(recorder.GetTotalTests(), 3);
     EXPECT_EQ(recorder.GetFailedTests(), 0);
+}
+
+TEST(TaylorWindow, TermCountWhoseSquaresLeaveIntIsRefused) {
+    // (nbar - 1)^2 must fit an int: 46341 terms is the most, and the refusal comes before anything is
+    // stored.
+    TaylorWindow w(9, -30.0f, 5);
+    const auto before = Coefficients(w);
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { w.SetParameters(9, -30.0f, 46342); }));
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { w.SetParameters(9, -30.0f, INT_MAX); }));
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { TaylorWindow(9, -30.0f, INT_MAX); }));
+    EXPECT_EQ(Coefficients(w), before);
+    EXPECT_EQ(w.GetSize(), 9);
 }

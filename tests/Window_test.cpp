@@ -10,6 +10,7 @@
 #include <corvane/infra/UnitTestRecorder.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <functional>
 #include <memory>
@@ -306,4 +307,24 @@ TEST(Window, SelfTestPasses) {
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(recorder.GetTotalTests(), 4);
     EXPECT_EQ(recorder.GetFailedTests(), 0);
+}
+
+TEST(Window, SizeWithoutAStoredFormIsRefusedBeforeAnythingIsWritten) {
+    // A negative size (or one whose 2N floats are not an int) has no window: every kind refuses it,
+    // through its constructor and its slots, and a window that had coefficients keeps them.
+    for (const Kind& k : AllKinds()) {
+        for (int n : {-1, -4, INT_MAX / 2 + 1, INT_MAX}) {
+            EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { k.make(n); })) << k.name << " " << n;
+            std::unique_ptr<Window> w = k.make(8);
+            const auto before = Coefficients(*w);
+            EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { w->SetParameters(n); })) << k.name << " " << n;
+            EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { w->SetParameters(n, 0.5f); }))
+                << k.name << " " << n;
+            EXPECT_EQ(w->GetSize(), 8) << k.name;
+            EXPECT_EQ(Coefficients(*w), before) << k.name;
+            // The window still applies to its own 8 points, and nothing outside the block is touched.
+            VecCplx32 data = RandomBlock(8, 3);
+            w->Apply(data);
+        }
+    }
 }

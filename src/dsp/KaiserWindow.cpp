@@ -44,10 +44,13 @@ double ScaledBesselI0(double x) {
     return sum / std::sqrt(2.0 * 3.141592653589793 * x);
 }
 
-// Multiplies n doubles by the Kaiser taper of parameter alpha (beta = alpha (n - 1) / 2):
+// Multiplies n doubles by the Kaiser taper of parameter |alpha| (beta = alpha (n - 1) / 2):
 // I0(alpha sqrt(((n-1)/2)^2 - (i-(n-1)/2)^2)) / I0(alpha (n-1)/2). The radicand is formed as the exact
 // integer product i (n - 1 - i), so the two halves come out equal bit for bit.
 void MulKaiser(double* d, int n, double alpha) {
+    // The taper is even in alpha (I0 is even), so a negative parameter is the window of its magnitude;
+    // taking the magnitude keeps the scaled-Bessel quotient below in its valid range (a <= b, both >= 0).
+    alpha = std::fabs(alpha);
     const double b = alpha * (n - 1) / 2.0;
     const double i0b = ScaledBesselI0(b);
     for (int i = 0; i < n; ++i) {

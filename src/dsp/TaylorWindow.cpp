@@ -10,6 +10,8 @@ namespace VELA {
 namespace {
 constexpr float kDefaultSll = -30.0f;
 constexpr int kDefaultNbar = 4;
+// The largest nbar whose index squares, (nbar - 1)^2, fit an int.
+constexpr int kMaxNbar = 46341;
 // The float nearest pi: the Taylor figures of the library are defined with it.
 constexpr float kPi = 3.1415927410125732f;
 }  // namespace
@@ -59,6 +61,10 @@ float TaylorWindow::ComputeFm(int terms, float sigma2, float A, int m) {
 }
 
 void TaylorWindow::SetParameters(int n, float sll, int terms) {
+    // The series squares its term indices (up to nbar - 1) as ints; beyond 46341 terms they would not
+    // fit, so such a request is refused before anything is stored, as is a size without a window.
+    if (terms > kMaxNbar) VELA_THROW(VELAErrorInvalidInputParameter);
+    StoredLength(n);
     para = sll;
     nbar = terms;
     BeginFill(n);

@@ -35,7 +35,9 @@ class VELA_API TaylorWindow : public Window {
     void SetParameters(int size, float sll) override;
     // Stores N, sll (as para) and nbar, then computes. A level above 0 dB, or one too deep for nbar,
     // throws VELAException "invalid input parameter" (VELAErrorInvalidInputParameter); the window is then
-    // left with the new N, sll and nbar and all coefficients 1.0 (no rollback).
+    // left with the new N, sll and nbar and all coefficients 1.0 (no rollback). An nbar above 46341
+    // (whose index squares leave int range) or a size refused by the base throws the same before
+    // anything is stored.
     void SetParameters(int size, float sll, int nbar);
 
     // Coefficient F_m of term m, in float: +-0.5 prod_n (1 - m^2 / sigma2 / ((n - 1/2)^2 + A^2)) /

@@ -5,6 +5,7 @@
 
 #include "../math/MathUtils.h"
 #include "DSPUtils.h"
+#include "internal/CheckedSize.h"
 #include "kernel/SpectrumKernels.h"
 
 namespace VELA {
@@ -17,8 +18,9 @@ Window::Window(int n, float p) : Window() {
 }
 
 void Window::SetParameters(int n) {
+    const int stored = StoredLength(n);
     size = n;
-    coefficients.Resize(2 * n);
+    coefficients.Resize(stored);
     // Rounded once to float, so the N coefficients sum to 1 within float rounding.
     MathUtils::Set(coefficients, n > 0 ? 1.0f / static_cast<float>(n) : 0.0f);
 }
@@ -87,9 +89,16 @@ float Window::GetNBScaleFactor() const {
     return coefficients.Sum() * 0.5f;
 }
 
+int Window::StoredLength(int n) {
+    // 2N floats: a negative N, or one whose doubled form is not an int, is refused before anything
+    // is written (a negative size would make Apply write before the data).
+    return internal::CheckedProduct(n, 2);
+}
+
 void Window::BeginFill(int n) {
+    const int stored = StoredLength(n);
     size = n;
-    coefficients.Resize(2 * n);
+    coefficients.Resize(stored);
     MathUtils::Set(coefficients, 1.0f);
 }
 

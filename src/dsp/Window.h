@@ -59,7 +59,8 @@ class VELA_API Window {
     virtual ~Window() = default;
 
     // The two virtual slots every kind overrides, in this order. In the uniform window both fill 2N
-    // floats of 1/N (rounded to float); the second does not store `para`.
+    // floats of 1/N (rounded to float); the second does not store `para`. In every kind a size below 0
+    // or above INT_MAX / 2 throws "invalid input parameter" before any coefficient is written.
     virtual void SetParameters(int size);
     virtual void SetParameters(int size, float para);
 
@@ -101,6 +102,8 @@ class VELA_API Window {
     // (what a window is left holding if its parameters are refused). FinishFill writes each of the N
     // coefficients of `coef` twice and scales the stored floats by 1/GetNBScaleFactor() so they sum 1.
     void BeginFill(int n);
+    // 2N, the stored length; throws "invalid input parameter" for a size that cannot have one.
+    static int StoredLength(int n);
     void FinishFill(const VecReal32& coef);
     // BeginFill, then w(i) evaluated in double for i = 0 .. ceil(N/2) - 1, rounded to float and stored
     // at N-1-i and i (so the two halves are equal bit for bit and an odd centre is computed once), then

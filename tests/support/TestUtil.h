@@ -2,6 +2,7 @@
 // working directory, and a bridge to numpy/scipy (/usr/bin/python3) as an independent oracle.
 #pragma once
 
+#include <corvane/math/VELAError.h>
 #include <gtest/gtest.h>
 
 #include <complex>
@@ -45,6 +46,29 @@ class ScopedWorkDir {
     std::string old_;
     std::string path_;
 };
+
+// gtest assertion: f() throws a VELAException with `code` and the message of that code.
+template <class F>
+::testing::AssertionResult ThrowsVELA(F&& f, VELA::VELAErrorCodeTag code) {
+    try {
+        f();
+    } catch (const VELA::VELAException& e) {
+        if (e.code != code)
+            return ::testing::AssertionFailure()
+                   << "code " << e.code << " (" << (e.message ? e.message : "") << "), expected " << code;
+        const char* want = VELA::VELAErrorMessage(code);
+        if (want && (!e.message || std::string(e.message) != want))
+            return ::testing::AssertionFailure() << "message \"" << (e.message ? e.message : "") << "\"";
+        return ::testing::AssertionSuccess();
+    } catch (...) {
+        return ::testing::AssertionFailure() << "an exception other than VELAException";
+    }
+    return ::testing::AssertionFailure() << "no exception";
+}
+template <class F>
+::testing::AssertionResult ThrowsInvalidInput(F&& f) {
+    return ThrowsVELA(static_cast<F&&>(f), VELA::VELAErrorInvalidInputParameter);
+}
 
 // Whole contents of a file ("" if it cannot be read).
 std::string ReadFile(const std::string& path);
