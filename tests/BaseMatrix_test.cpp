@@ -3,10 +3,12 @@
 #include <corvane/math/BaseMatrix.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <type_traits>
 #include <utility>
 
 #include "kernel/Memory.h"
+#include "support/TestUtil.h"
 
 using namespace VELA;
 
@@ -273,4 +275,30 @@ TEST(BaseMatrix, BaseClassCopiesAreShallow) {
     shallow = BaseMatrix<float>();
     assigned = BaseMatrix<float>();
     EXPECT_EQ(shallow.Data(), nullptr);
+}
+
+TEST(BaseMatrix, ShapeWhoseProductLeavesIntIsRefusedBeforeAnythingChanges) {
+    // 65536 x 65536 elements is not an int count: a defined error, not a wrapped size of 0.
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([] { TestMatrix m(65536, 65536); }));
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([] { TestMatrix m(INT_MAX, 2); }));
+    TestMatrix m(2, 3);
+    FillRowMajor(m);
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { m.Resize(65536, 65537); }));
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { m.Resize(46341, 46341); }));
+    EXPECT_EQ(m.GetRows(), 2);
+    EXPECT_EQ(m.GetCols(), 3);
+    EXPECT_EQ(m[1][2], 102.0f);
+    ExpectRowsTileTheBlock(m);
+}
+
+TEST(BaseMatrix, NegativeDimensionInResizeFailsBeforeAnythingChanges) {
+    // Both dimensions negative would make a positive product; either one negative is refused as the
+    // negative counts of the vectors are.
+    TestMatrix m(2, 3);
+    FillRowMajor(m);
+    EXPECT_TRUE(corvane_test::ThrowsVELA([&] { m.Resize(-1, 3); }, VELAErrorMemoryAlloc));
+    EXPECT_TRUE(corvane_test::ThrowsVELA([&] { m.Resize(-2, -3); }, VELAErrorMemoryAlloc));
+    EXPECT_TRUE(corvane_test::ThrowsVELA([] { TestMatrix t(-2, -3); }, VELAErrorMemoryAlloc));
+    EXPECT_EQ(m.GetRows(), 2);
+    EXPECT_EQ(m[1][2], 102.0f);
 }

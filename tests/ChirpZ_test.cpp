@@ -4,6 +4,7 @@
 #include <corvane/infra/UnitTestRecorder.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <string>
@@ -210,4 +211,42 @@ TEST(ChirpZ, SelfTestPasses) {
     testing::internal::GetCapturedStdout();
     EXPECT_GT(recorder.GetTotalTests(), 0);
     EXPECT_EQ(recorder.GetFailedTests(), 0);
+}
+
+TEST(ChirpZ, SizesWithoutATransformAreRefused) {
+    using corvane_test::ThrowsInvalidInput;
+    for (bool wide : {false, true}) {
+        EXPECT_TRUE(ThrowsInvalidInput([&] { ChirpZ(0, 1.0, 8, 0.0, 0.1, wide); }));
+        EXPECT_TRUE(ThrowsInvalidInput([&] { ChirpZ(8, 1.0, 0, 0.0, 0.1, wide); }));
+        EXPECT_TRUE(ThrowsInvalidInput([&] { ChirpZ(-5, 1.0, 8, 0.0, 0.1, wide); }));
+        EXPECT_TRUE(ThrowsInvalidInput([&] { ChirpZ(8, 1.0, -1, 0.0, 0.1, wide); }));
+        // N + M - 1 beyond int, and a transform length beyond 2^30.
+        EXPECT_TRUE(ThrowsInvalidInput([&] { ChirpZ(INT_MAX, 1.0, INT_MAX, 0.0, 0.1, wide); }));
+        EXPECT_TRUE(ThrowsInvalidInput([&] { ChirpZ((1 << 30) - 5, 1.0, 100, 0.0, 0.1, wide); }));
+        // N + max(N, M) - 1 beyond int while N + M - 1 is fine is impossible; but 2N - 1 near the limit:
+        EXPECT_TRUE(ThrowsInvalidInput([&] { ChirpZ(INT_MAX / 2 + 10, 1.0, 1, 0.0, 0.1, wide); }));
+    }
+}
+
+TEST(ChirpZ, ApplyOfTheOtherWidthOrAShortBlockIsRefused) {
+    ChirpZ narrow(8, 1.0, 8, 0.0, 0.125, false);
+    ChirpZ wide(8, 1.0, 8, 0.0, 0.125, true);
+    VecCplx32 in32(8), out32(3);
+    VecCplx64 in64(8), out64(3);
+    in32.SetZero();
+    in64.SetZero();
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { narrow.Apply(out64, in64); }));
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { wide.Apply(out32, in32); }));
+    VecCplx32 short32(7);
+    short32.SetZero();
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { narrow.Apply(out32, short32); }));
+    in32.ShiftLeft(1);  // a view of 7 points
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { narrow.Apply(out32, in32); }));
+    EXPECT_EQ(out32.GetSize(), 3);
+    EXPECT_EQ(out64.GetSize(), 3);
+    // The right width with enough points works, and a longer block reads its first N points.
+    VecCplx32 longer(20);
+    longer.SetZero();
+    narrow.Apply(out32, longer);
+    EXPECT_EQ(out32.GetSize(), 8);
 }

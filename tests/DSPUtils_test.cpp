@@ -4,8 +4,10 @@
 #include <corvane/math/MathUtils.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 #include <vector>
 
 #include "support/TestUtil.h"
@@ -92,7 +94,9 @@ TEST(DSPUtilsDetect, CisprAverageAndPeakActAsMeanAndMaximum) {
 }
 
 TEST(DSPUtilsDetect, QuasiPeakAndUnknownValuesLeaveOutputUntouched) {
-    for (int type : {6, 9, 42, -1}) {
+    // Any int is a value of the enumeration (its underlying type is fixed), so these casts are defined.
+    static_assert(std::is_same_v<std::underlying_type_t<DetectorType>, int32_t>);
+    for (int type : {6, 9, 42, -1, INT_MAX, INT_MIN}) {
         VecReal32 out = R32({7, 8, 9, 10, 11});
         const float* before = out.Data();
         DSPUtils::Detect(out, kDetectIn, 3, static_cast<DetectorType>(type));
@@ -206,6 +210,28 @@ TEST(DSPUtilsSampling, RefusedFactorOrPhaseGivesEmptyOutput) {
     EXPECT_EQ(out.GetSize(), 0);
     DSPUtils::Duplicate(out, R32({1, 2, 3}), 0);
     EXPECT_EQ(out.GetSize(), 0);
+}
+
+TEST(DSPUtilsSampling, OutputLengthBeyondIntIsRefusedBeforeWriting) {
+    // 3 * 2^30 elements cannot be a vector length: a defined error, and the output left alone.
+    using corvane_test::ThrowsInvalidInput;
+    const int factor = 1 << 30;
+    VecReal32 r = R32({1, 2, 3}), ro = R32({7});
+    EXPECT_TRUE(ThrowsInvalidInput([&] { DSPUtils::Upsample(ro, r, factor, 0); }));
+    EXPECT_TRUE(ThrowsInvalidInput([&] { DSPUtils::Duplicate(ro, r, factor); }));
+    ASSERT_EQ(ro.GetSize(), 1);
+    EXPECT_EQ(ro[0], 7.0f);
+    VecReal64 d = R64({1, 2, 3}), dout;
+    EXPECT_TRUE(ThrowsInvalidInput([&] { DSPUtils::Upsample(dout, d, factor, 1); }));
+    EXPECT_TRUE(ThrowsInvalidInput([&] { DSPUtils::Duplicate(dout, d, factor); }));
+    VecCplx32 c = C32({{1, 2}, {3, 4}, {5, 6}}), cout;
+    EXPECT_TRUE(ThrowsInvalidInput([&] { DSPUtils::Upsample(cout, c, factor, 0); }));
+    EXPECT_TRUE(ThrowsInvalidInput([&] { DSPUtils::Duplicate(cout, c, factor); }));
+    VecCplx64 z(3), zout;
+    z.SetZero();
+    EXPECT_TRUE(ThrowsInvalidInput([&] { DSPUtils::Upsample(zout, z, factor, 0); }));
+    EXPECT_TRUE(ThrowsInvalidInput([&] { DSPUtils::Duplicate(zout, z, factor); }));
+    EXPECT_EQ(zout.GetSize(), 0);
 }
 
 TEST(DSPUtilsSampling, UpsampleOf64BitComplexWalksMemoryAs32BitComplex) {

@@ -96,8 +96,19 @@ TEST(MathUtils, NextPowOf2RoundsUpToAPowerOfTwo) {
     EXPECT_EQ(MathUtils::NextPowOf2(5), 8);
     EXPECT_EQ(MathUtils::NextPowOf2(1025), 2048);
     EXPECT_EQ(MathUtils::NextPowOf2(1 << 30), 1 << 30);
-    // Above 2^30 the doubling leaves 32-bit range and wraps, as the 32-bit arithmetic gives it.
-    EXPECT_EQ(MathUtils::NextPowOf2((1 << 30) + 1), INT_MIN);
+}
+
+TEST(MathUtils, NextPowOf2AboveTwoToTheThirtyIsRefused) {
+    // No int holds the answer: a defined error instead of a doubling that leaves 32-bit range.
+    for (int n : {(1 << 30) + 1, INT_MAX - 1, INT_MAX}) {
+        try {
+            MathUtils::NextPowOf2(n);
+            ADD_FAILURE() << "no exception for " << n;
+        } catch (const VELAException& e) {
+            EXPECT_EQ(e.code, VELAErrorInvalidInputParameter);
+            EXPECT_STREQ(e.message, "invalid input parameter");
+        }
+    }
 }
 
 TEST(MathUtils, Pow2WrapsInThirtyTwoBits) {

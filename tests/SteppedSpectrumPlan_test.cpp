@@ -8,6 +8,7 @@
 
 #include "kernel/Memory.h"
 #include "support/SteppedPlan.h"
+#include "support/TestUtil.h"
 
 using namespace VELA;
 
@@ -349,6 +350,54 @@ TEST(SteppedSpectrumPlan, NonsenseRequestsThrow) {
     // The object is still usable afterwards.
     MakePlan(ss, p, Request{});
     EXPECT_EQ(p.numPoints[0], 1001);
+}
+
+TEST(SteppedSpectrumPlan, CountsBeyondIntAreRefused) {
+    // Plans whose stitched grid or tuning count would leave int range: a defined error, the caller's
+    // vectors untouched, and the object usable for the next good request.
+    SteppedSpectrum ss;
+    Plan p;
+    MakePlan(ss, p, Request{});
+    const int tuningsBefore = p.Tunings();
+    auto refused = [&](const Request& r) {
+        Plan q;
+        q.freqSteps.Resize(3);
+        EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { MakePlan(ss, q, r); }));
+        EXPECT_EQ(q.freqSteps.GetSize(), 3);
+        EXPECT_EQ(q.numPoints.GetSize(), 0);
+    };
+    Request stitchRate;  // 6e15 fine grid points over two requested ones: the stitch rate itself
+    stitchRate.span = 1e15;
+    stitchRate.acqSpan = 1.0;
+    stitchRate.points = 2;
+    refused(stitchRate);
+    Request grid;  // stitch rate 7 times 2^30 points
+    grid.span = 1e12;
+    grid.acqSpan = 1e3;
+    grid.points = 1 << 30;
+    grid.sampFreq = 1.25e3;
+    grid.rbw = 10.0;
+    grid.estimateOnly = true;
+    refused(grid);
+    for (double bad : {INFINITY, -INFINITY, NAN}) {
+        Request r;
+        r.span = bad;
+        refused(r);
+        r = Request{};
+        r.center = bad;
+        refused(r);
+        r = Request{};
+        r.sampFreq = bad;
+        refused(r);
+        r = Request{};
+        r.acqSpan = bad;
+        refused(r);
+        r = Request{};
+        r.rbw = bad;
+        refused(r);
+    }
+    MakePlan(ss, p, Request{});
+    EXPECT_EQ(p.Tunings(), tuningsBefore);
 }
 
 // Plans for many random requests: the counts sum to the request, the tunings ascend, cover the span

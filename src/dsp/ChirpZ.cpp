@@ -7,6 +7,7 @@
 #include "../kernel/SpectrumKernels.h"
 #include "../math/MathUtils.h"
 #include "FT.h"
+#include "internal/CheckedSize.h"
 
 namespace VELA {
 
@@ -63,13 +64,20 @@ void PrepareBuffers(Vec& work, Vec& impulseSpectrum, int l) {
     impulseSpectrum *= {static_cast<Real>(1.0 / l), Real(0)};
 }
 
+// The transform length L, a power of two at or above N + M - 1, for positive N and M; sizes without a
+// usable transform (N or M below 1, L beyond 2^30) are refused before anything is allocated.
+int TransformLength(int n, int m) {
+    if (n < 1 || m < 1) VELA_THROW(VELAErrorInvalidInputParameter);
+    return MathUtils::NextPowOf2(internal::CheckedLength(int64_t{n} + m - 1));
+}
+
 }  // namespace
 
 ChirpZ::ChirpZ(int n, double sampleRate, int m, double startFreq, double freqStep, bool wide)
     : inputSize(n),
       outputSize(m),
-      fftSize(MathUtils::NextPowOf2(n + m - 1)),
-      chirpSize(n + std::max(n, m) - 1),
+      fftSize(TransformLength(n, m)),
+      chirpSize(internal::CheckedLength(int64_t{n} + std::max(n, m) - 1)),
       use64(wide),
       ft(nullptr) {
     const double phi = kTwoPi * freqStep / sampleRate;
@@ -165,11 +173,18 @@ void ChirpZ::Run(Vec& out, const Vec& in, Vec& preChirp, Vec& impulseSpectrum, V
     postChirp.Resize(chirpSize);
 }
 
+void ChirpZ::CheckApply(bool wide, int inSize) const {
+    // The tables exist for the width the object was built for only, and the block must hold N points.
+    if (wide != use64 || inSize < inputSize) VELA_THROW(VELAErrorInvalidInputParameter);
+}
+
 void ChirpZ::Apply(VecCplx32& out, const VecCplx32& in) {
+    CheckApply(false, in.GetSize());
     Run(out, in, preChirp32, impulseSpectrum32, work32, workSpectrum32, postChirp32);
 }
 
 void ChirpZ::Apply(VecCplx64& out, const VecCplx64& in) {
+    CheckApply(true, in.GetSize());
     Run(out, in, preChirp64, impulseSpectrum64, work64, workSpectrum64, postChirp64);
 }
 

@@ -26,7 +26,8 @@ class UnitTestRecorder;
 class VELA_API ChirpZ {
   public:
     // inputSize N (points read from each block), sampleRate Fs, outputSize M, startFreq and freqStep in
-    // the unit of Fs. use64 picks the double-precision tables (and Apply overload).
+    // the unit of Fs. use64 picks the double-precision tables (and Apply overload). N or M below 1, or
+    // N + M - 1 above 2^30, throws "invalid input parameter" before anything is allocated.
     ChirpZ(int inputSize, double sampleRate, int outputSize, double startFreq, double freqStep, bool use64);
     ChirpZ(const ChirpZ& other);
     ChirpZ& operator=(const ChirpZ& other);
@@ -34,7 +35,8 @@ class VELA_API ChirpZ {
 
     // `in` holds at least N points. On return `out` holds the M outputs as a view into the tail of its
     // own storage (its data pointer advanced by N-1); the next Resize of `out` returns to the start.
-    // The 32-bit form needs use64 false, the 64-bit form use64 true (not checked).
+    // The 32-bit form needs use64 false, the 64-bit form use64 true; the other width, or a block of
+    // fewer than N points, throws "invalid input parameter" and leaves `out` alone.
     void Apply(VecCplx32& out, const VecCplx32& in);
     void Apply(VecCplx64& out, const VecCplx64& in);
 
@@ -46,6 +48,7 @@ class VELA_API ChirpZ {
     static bool UnitTest(UnitTestRecorder& recorder);
 
   private:
+    void CheckApply(bool wide, int inSize) const;
     template <class Vec>
     void Run(Vec& out, const Vec& in, Vec& preChirp, Vec& impulseSpectrum, Vec& work, Vec& workSpectrum,
              Vec& postChirp);

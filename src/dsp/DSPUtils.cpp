@@ -11,6 +11,7 @@
 #include "kernel/MathKernels.h"
 #include "kernel/SignalKernels.h"
 #include "kernel/VectorKernels.h"
+#include "internal/CheckedSize.h"
 #include "internal/ComplexView.h"
 
 namespace VELA {
@@ -56,7 +57,7 @@ void UpsampleT(V& out, const V& in, int factor, int phase) {
         return;
     }
     const int n = in.GetSize();
-    out.Resize(n * factor);
+    out.Resize(internal::CheckedProduct(n, factor));
     out.SetZero();
     auto* d = out.Data();
     const auto* s = in.Data();
@@ -71,7 +72,7 @@ void DuplicateT(V& out, const V& in, int factor) {
         return;
     }
     const int n = in.GetSize();
-    out.Resize(n * factor);
+    out.Resize(internal::CheckedProduct(n, factor));
     auto* d = out.Data();
     const auto* s = in.Data();
     for (int j = 0; j < n; ++j)
@@ -229,7 +230,7 @@ void DSPUtils::Upsample(VecCplx64& out, const VecCplx64& in, int factor, int pha
         return;
     }
     const int n = in.GetSize();
-    out.Resize(n * factor);
+    out.Resize(internal::CheckedProduct(n, factor));
     // The memory of both vectors is walked in 8-byte (32-bit complex) elements: n of them from `in`,
     // n * factor of them into `out`. Byte copies keep this free of type punning.
     constexpr size_t kElem = sizeof(Cplx32);

@@ -8,6 +8,7 @@
 #include "../math/MathUtils.h"
 #include "CISPRDetector.h"
 #include "ChirpZ.h"
+#include "internal/CheckedSize.h"
 
 namespace VELA {
 
@@ -97,7 +98,8 @@ void SteppedSpectrum::Init(VecReal64& freqSteps, VecReal64& acqSpans, VecInt32& 
     // Requests without a meaning are refused before anything is touched (written so that NaN fails).
     if (!(rbw > 0.0) || !(acqSpan > 0.0) || !(sampFreq > 0.0) || !(span >= 0.0) || points < 2 ||
         acqSamples < 0 || static_cast<uint32_t>(window) > 7u || static_cast<uint32_t>(detector) > 8u ||
-        std::isnan(centerFreq) || std::isnan(vbw))
+        !std::isfinite(centerFreq) || !std::isfinite(span) || !std::isfinite(rbw) ||
+        !std::isfinite(acqSpan) || !std::isfinite(sampFreq) || std::isnan(vbw))
         VELA_THROW(VELAErrorInvalidInputParameter);
 
     const bool othersEqual = span == m_span && rbw == m_rbw && window == m_windowType &&
@@ -176,9 +178,12 @@ void SteppedSpectrum::PlanMultiple(double& actualRBW, double& actualVBW) {
         // Too few grid points per acquisition to stitch: a finer internal grid, six intervals per
         // acquisition at least, delivered in odd groups of stitchRate points.
         const double n = std::trunc(std::ceil(m_span / (m_acqSpan / 6.0))) + 1.0;
-        m_stitchRate = static_cast<int>(std::ceil(n / P));
+        // The finer grid must stay an int count of points (and its stitch buffer of 4 groups too).
+        const double rate = std::ceil(n / P);
+        if (!(rate <= static_cast<double>(INT_MAX / 4))) VELA_THROW(VELAErrorInvalidInputParameter);
+        m_stitchRate = static_cast<int>(rate);
         if (m_stitchRate % 2 == 0) ++m_stitchRate;
-        P *= m_stitchRate;
+        P = internal::CheckedProduct(P, m_stitchRate);
         s = m_span / (P - 1);
         m_stepPoints = static_cast<int>(std::trunc(m_acqSpan / s)) + 1;
         m_stitchBuf.Resize(4 * m_stitchRate);
@@ -188,7 +193,11 @@ void SteppedSpectrum::PlanMultiple(double& actualRBW, double& actualVBW) {
     }
     if (m_stepPoints % 2 == 0) --m_stepPoints;
     m_stepSpan = s * (m_stepPoints - 1);
-    const int T = 2 * static_cast<int>(std::ceil(((m_span - m_stepSpan) * 0.5) / m_stepSpan)) + 1;
+    // The tuning count, formed in double: a request whose tunings would not fit an int is refused.
+    const double halfTunings = std::ceil(((m_span - m_stepSpan) * 0.5) / m_stepSpan);
+    if (!(halfTunings >= 0.0 && halfTunings <= static_cast<double>((INT_MAX - 1) / 2)))
+        VELA_THROW(VELAErrorInvalidInputParameter);
+    const int T = 2 * static_cast<int>(halfTunings) + 1;
     m_freqSteps.Resize(T);
     m_acqSpans.Resize(T);
     m_numSamples.Resize(T);
@@ -196,7 +205,7 @@ void SteppedSpectrum::PlanMultiple(double& actualRBW, double& actualVBW) {
 
     CommonSteps(actualRBW, actualVBW, m_stepSpan, m_stepPoints);
     if (!m_estimateOnly) {
-        m_czPoints = (m_stepPoints - 1) * m_upsample + 1;
+        m_czPoints = internal::CheckedLength(int64_t{m_stepPoints - 1} * m_upsample + 1);
         const double start = ToFloat(m_stepSpan * -0.5);
         const double step = ToFloat(m_stepSpan) / (m_czPoints - 1);
         m_chirpZ = new ChirpZ(m_blockLen, m_sampFreq, m_czPoints, start, step, false);
@@ -234,7 +243,7 @@ void SteppedSpectrum::PlanSingle(double& actualRBW, double& actualVBW) {
     CommonSteps(actualRBW, actualVBW, m_span, m_numPoints);
     m_stepPoints = m_numPoints;
     if (!m_estimateOnly) {
-        m_czPoints = m_upsample * m_numPoints;
+        m_czPoints = internal::CheckedProduct(m_upsample, m_numPoints);
         m_chirpZ =
             new ChirpZ(m_blockLen, m_sampFreq, m_czPoints, m_span * -0.5, m_span / (m_czPoints - 1), false);
     }
@@ -294,7 +303,11 @@ void SteppedSpectrum::CommonSteps(double& actualRBW, double& actualVBW, double W
 
     // W6: chirp-Z bins per grid point so that the grid is at least as fine as the window resolves.
     const double v = std::trunc(std::ceil(m_blockLen * W / m_acqSpan)) + 1.0;
-    if (v > Q) m_upsample = static_cast<int>(std::ceil(v / Q));
+    if (v > Q) {
+        const double upsample = std::ceil(v / Q);
+        if (!(upsample <= static_cast<double>(INT_MAX))) VELA_THROW(VELAErrorInvalidInputParameter);
+        m_upsample = static_cast<int>(upsample);
+    }
     if (!m_estimateOnly) m_window->SetParameters(m_blockLen);
     if (m_windowType == WindowTypeCISPR6dB && !m_estimateOnly) {
         m_cispr = new CISPRDetector(m_centerFreq);

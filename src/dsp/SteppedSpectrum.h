@@ -21,7 +21,10 @@
 // Choices of this implementation that callers may notice:
 // - Init throws VELAException "invalid input parameter" for a request that has no meaning: rbw,
 //   acqSpan or sampFreq not positive, points below 2, a negative span or acqSamples, a window type
-//   outside 0..7, or a block length outside 2 .. INT_MAX.
+//   outside 0..7, a frequency, span or rate that is not finite, a block length outside 2 .. INT_MAX,
+//   or a plan whose counts (stitched grid points, tunings, chirp-Z points) would not fit an int. A
+//   request refused after the checks at the top leaves the object without a plan (Apply refuses
+//   until the next good Init); the caller's output vectors are untouched either way.
 // - Apply, Apply1, Apply2 and Apply3 throw the same before a usable plan exists (no Init, or only an
 //   estimate), for an index outside the plan, and for a block shorter than the plan needs; Apply3 also
 //   when the plan has no CISPR detector.

@@ -4,11 +4,13 @@
 // Every step writes member scratch through Resize, Copy, Detect and Append, which reuse capacity, so once
 // a sweep has run, the next sweep of the same plan allocates nothing.
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 
 #include "../math/MathUtils.h"
 #include "CISPRDetector.h"
 #include "ChirpZ.h"
+#include "internal/CheckedSize.h"
 #include "SteppedSpectrum.h"
 
 namespace VELA {
@@ -41,7 +43,7 @@ void SteppedSpectrum::StageA(const VecCplx32& in, bool binMajor) {
         const int B = size / m_subBlockLen;
         if (B < 1) VELA_THROW(VELAErrorInvalidInputParameter);
         m_numSubBlocks = B;
-        m_blockMat.Resize(m_czPoints * B);
+        m_blockMat.Resize(internal::CheckedProduct(m_czPoints, B));
         float* mat = m_blockMat.Data();
         for (int b = 0; b < B; ++b) {
             MathUtils::Copy(m_block, m_subBlockLen, in, b * m_subBlockLen);
@@ -68,7 +70,7 @@ void SteppedSpectrum::StageA(const VecCplx32& in, bool binMajor) {
     }
     // Video bandwidth: the power of B blocks averaged; the last block ends at the end of the data, so it
     // may overlap its neighbour.
-    const int B = (size + m_blockLen - 1) / m_blockLen;
+    const int B = static_cast<int>((int64_t{size} + m_blockLen - 1) / m_blockLen);
     int o = 0;
     for (int b = 0; b < B; ++b) {
         MathUtils::Copy(m_block, m_blockLen, in, o);

@@ -16,8 +16,9 @@ template <class T>
 class VELA_API BaseMatrix {
   public:
     BaseMatrix() = default;
-    // Records the shape and size = capacity = r * c; allocates nothing.
-    BaseMatrix(int r, int c) : rows(r), cols(c), size(r * c), capacity(r * c) {}
+    // Records the shape and size = capacity = r * c; allocates nothing. The shape is checked as in
+    // Resize.
+    BaseMatrix(int r, int c) : rows(r), cols(c), size(Count(r, c)), capacity(size) {}
     // Shallow member-wise copies (the two objects then share a block and a row table).
     BaseMatrix(const BaseMatrix&) = default;
     BaseMatrix& operator=(const BaseMatrix&) = default;
@@ -44,9 +45,11 @@ class VELA_API BaseMatrix {
 
     // Within capacity the block is kept (contents stay) and the row table is rebuilt; a row table too
     // short for r rows is replaced by a longer one. Beyond capacity everything is released and exactly
-    // r * c elements are allocated, contents undefined.
+    // r * c elements are allocated, contents undefined. A negative dimension fails as a negative count
+    // does in the vectors ("memory allocation error"), and a product beyond int throws "invalid input
+    // parameter"; both before anything changes.
     void Resize(int r, int c) {
-        const int n = r * c;
+        const int n = Count(r, c);
         if (n <= capacity) {
             if (n > 0 && r > rowTableRows) {
                 T** table = new (std::nothrow) T*[r];
@@ -69,9 +72,10 @@ class VELA_API BaseMatrix {
   protected:
     // Sets the shape, allocates the block and row table through Alloc, and fills the row table.
     void Create(int r, int c) {
+        const int n = Count(r, c);
         rows = r;
         cols = c;
-        size = r * c;
+        size = n;
         Alloc(size);
         data = base;
         capacity = size;
@@ -98,7 +102,16 @@ class VELA_API BaseMatrix {
         rowTableRows = 0;
         VELADelete(base);
     }
-    T* GetPtr() const { return data; }
+    // r * c as an element count, formed in 64 bits.
+    static int Count(int r, int c) {
+        if (r < 0 || c < 0) VELA_THROW(VELAErrorMemoryAlloc);
+        const long long n = static_cast<long long>(r) * c;
+        if (n > 2147483647LL) VELA_THROW(VELAErrorInvalidInputParameter);
+        return static_cast<int>(n);
+    }
+    // data; a const container hands out read-only elements only.
+    T* GetPtr() { return data; }
+    const T* GetPtr() const { return data; }
     static constexpr int GetElementSize() { return static_cast<int>(sizeof(T)); }
 
     // Allocates the block of n elements and a row table of `rows` entries (n = 0: neither).

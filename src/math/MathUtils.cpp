@@ -133,6 +133,8 @@ int MathUtils::PowOf2(int n) {
 
 int MathUtils::NextPowOf2(int n) {
     if (n <= 0) return 0;
+    // Above 2^30 the next power of two is not an int.
+    if (n > (1 << 30)) VELA_THROW(VELAErrorInvalidInputParameter);
     int bits = 0;
     for (int m = n; m != 0; m >>= 1)
         ++bits;

@@ -43,7 +43,8 @@ class VELA_API MathUtils {
     static int64_t Pow2(int64_t n);
     // k with n == 2^k, or -1 when n is not a power of two (also for n <= 0).
     static int PowOf2(int n);
-    // Smallest power of two not below n; NextPowOf2(0) is 0. Above 2^30 the doubling wraps to INT_MIN.
+    // Smallest power of two not below n; NextPowOf2(0) is 0. Above 2^30 (no such int) it throws
+    // "invalid input parameter".
     // n must not be negative (the result is then 0).
     static int NextPowOf2(int n);
     // Integer square root, floor(sqrt(n)); 0 for n <= 0.
