@@ -2,6 +2,7 @@
 #include <corvane/dsp/FT.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <string>
 #include <vector>
 
@@ -83,4 +84,24 @@ TEST(DFT, SteadyTransformsAllocateNothing) {
         dft.Inverse(out, in);
     }
     EXPECT_EQ(kern::AllocationCount(), before);
+}
+
+TEST(DFT, ABlockOfAnotherLengthOrNoPlanIsRefused) {
+    // The plan reads and writes exactly its length: a shorter block would be read past its end, a
+    // longer output written past. Either is refused, and a length without a plan refuses every call.
+    DFT d(8);
+    VecCplx32 seven(7), nine(9), out(3);
+    seven.SetZero();
+    nine.SetZero();
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { d.Forward(out, seven); }));
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { d.Inverse(out, nine); }));
+    EXPECT_EQ(out.GetSize(), 3);
+    for (int n : {0, -1, INT_MIN, INT_MAX, 1 << 30}) {
+        DFT none(n);  // no plan: construction does not throw
+        VecCplx32 in(4);
+        in.SetZero();
+        EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { none.Forward(out, in); })) << n;
+        VecCplx32 empty;
+        EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { none.Inverse(out, empty); })) << n;
+    }
 }

@@ -2,6 +2,7 @@
 #include <corvane/dsp/FT.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <string>
 #include <vector>
 
@@ -61,4 +62,19 @@ TEST(FFT, InPlaceAndUnalignedCalls) {
     VecCplx32 v = MakeCplx32(window);
     fft.Inverse(v, v);
     EXPECT_TRUE(NearL2(ToDoubles(v), NaiveDft(window, true), 1e-6));
+}
+
+TEST(FFT, ABlockOfAnotherLengthOrNoPlanIsRefused) {
+    FFT f(3);
+    VecCplx32 seven(7), out(3);
+    seven.SetZero();
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { f.Forward(out, seven); }));
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { f.Inverse(out, seven); }));
+    EXPECT_EQ(out.GetSize(), 3);
+    for (int order : {-1, 31, 30, 29, INT_MAX}) {
+        FFT none(order);  // 2^29 complex floats exceed the longest vector: no plan
+        VecCplx32 in(8);
+        in.SetZero();
+        EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { none.Forward(out, in); })) << order;
+    }
 }

@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <string>
 #include <thread>
 #include <type_traits>
 #include <vector>
 
+#include "kernel/FFTPlan.h"
 #include "kernel/Memory.h"
 #include "support/NaiveDft.h"
 #include "support/TestUtil.h"
@@ -142,10 +144,25 @@ TEST(FT, OtherNormalisationFlagsScaleAsDocumented) {
 // ---------------------------------------------------------------------------------------------
 // Plans and the work buffer
 
+TEST(FT, EnumerationsHoldAnyThirtyTwoBitValue) {
+    // Callers pass other values through (the algorithm hint is handed on unread): a fixed underlying
+    // type makes every int32 value a valid value of the enumeration.
+    static_assert(std::is_same_v<std::underlying_type_t<FTType>, int32_t>);
+    static_assert(std::is_same_v<std::underlying_type_t<VELAAlgorithm>, int32_t>);
+    FT ft(2, static_cast<VELAAlgorithm>(1000));
+    VecCplx32 in(4), out;
+    in.SetZero();
+    in[0] = {1.0f, 0.0f};
+    ft.Forward(out, in);
+    ASSERT_EQ(out.GetSize(), 4);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(out[i].re, 1.0f);
+}
+
 TEST(FT, NoPlanBeforeTheFirstTransform) {
     FT ft;
     EXPECT_EQ(ft.GetPlanCount(), 0);
-    EXPECT_EQ(ft.GetWorkBufferSize(), 0);
+    EXPECT_EQ(ft.GetWorkBufferSize(), 0u);
 }
 
 TEST(FT, TwoAlternatingLengthsMakeTwoPlans) {
@@ -186,14 +203,14 @@ TEST(FT, WorkBufferGrowsAndNeverShrinks) {
     FT ft;
     VecCplx32 out;
     ft.Forward(out, MakeCplx32(RandomComplex(1000, 6)));
-    const int afterLong = ft.GetWorkBufferSize();
+    const size_t afterLong = ft.GetWorkBufferSize();
     EXPECT_GT(afterLong, 0);
     const VecCplx32 shortIn = MakeCplx32(RandomComplex(10, 7));
     ft.Forward(out, shortIn);  // runs in the larger buffer
     EXPECT_EQ(ft.GetWorkBufferSize(), afterLong);
     EXPECT_TRUE(NearL2(ToDoubles(out), NaiveDft(ToDoubles(shortIn), false), 1e-6));
     ft.Forward(out, MakeCplx32(RandomComplex(4000, 8)));
-    const int afterLonger = ft.GetWorkBufferSize();
+    const size_t afterLonger = ft.GetWorkBufferSize();
     EXPECT_GT(afterLonger, afterLong);
     ft.Forward(out, MakeCplx32(RandomComplex(1000, 9)));
     EXPECT_EQ(ft.GetWorkBufferSize(), afterLonger);
@@ -384,6 +401,60 @@ TEST(FT, RealTransformsOfUnalignedViews) {
         ft.Forward(spectrum64, in64);
         EXPECT_TRUE(NearL2(ToDoubles(spectrum64), expected, 1e-13));
     }
+}
+
+TEST(FT, ViewsAreTransformedWithoutPlanningOnTheDataPath) {
+    // A view's input is staged into the aligned work buffer, so the plans made when the length was
+    // first met serve it: the data path never calls the planner (which would take seconds for a long
+    // transform measured there).
+    FT ft;
+    const int n = 4096;
+    const std::vector<double> z = RoundToFloat(RandomComplex(n + 8, 62));
+    VecCplx32 aligned = MakeCplx32(z), out;
+    VecReal32 real = MakeReal32(std::vector<double>(z.begin(), z.begin() + n + 3));
+    VecCplx64 aligned64 = MakeCplx64(z), out64;
+    VecReal64 real64 = MakeReal64(std::vector<double>(z.begin(), z.begin() + n + 3));
+    aligned.Truncate(0, n);
+    aligned64.Truncate(0, n);
+    ft.Forward(out, aligned);
+    ft.Inverse(out, aligned);
+    ft.Forward(out64, aligned64);
+    ft.Inverse(out64, aligned64);
+    real.Truncate(0, n);
+    real64.Truncate(0, n);
+    VecReal32 back;
+    VecReal64 back64;
+    ft.Forward(out, real);
+    ft.Inverse(back, out);
+    ft.Forward(out64, real64);
+    ft.Inverse(back64, out64);
+    const long long planned = kern::FFTPlannerCalls();
+    for (int shift : {1, 2, 3}) {
+        VecCplx32 view = MakeCplx32(z);
+        view.Truncate(shift, n);
+        ft.Forward(out, view);
+        ft.Inverse(out, view);
+        ft.Forward(view, view);  // in place on a view
+        VecCplx64 view64 = MakeCplx64(z);
+        view64.Truncate(shift, n);
+        ft.Forward(out64, view64);
+        VecReal32 rview = MakeReal32(std::vector<double>(z.begin(), z.begin() + n + 3));
+        rview.Truncate(shift, n);
+        ft.Forward(out, rview);
+        VecReal64 rview64 = MakeReal64(std::vector<double>(z.begin(), z.begin() + n + 3));
+        rview64.Truncate(shift, n);
+        ft.Forward(out64, rview64);
+    }
+    EXPECT_EQ(kern::FFTPlannerCalls(), planned);
+}
+
+TEST(FT, WorkBufferSizeOfLongTransformsIsNotAnInt) {
+    // 2^28 double-precision complex points need 2^32 bytes of work buffer: the size must not wrap to 0
+    // (a buffer that never grows, and a staging copy that overruns it).
+    EXPECT_EQ(kern::FFTWorkBytes(kern::FFTKind::C64, 1 << 28), size_t{1} << 32);
+    EXPECT_EQ(kern::FFTWorkBytes(kern::FFTKind::C32, INT_MAX), size_t{8} * INT_MAX);
+    EXPECT_EQ(kern::FFTWorkBytes(kern::FFTKind::R64, 1 << 27), size_t{1} << 31);
+    EXPECT_EQ(kern::FFTWorkBytes(kern::FFTKind::C32, 0), 0u);
 }
 
 TEST(FT, InPlaceComplexTransformsMatchOutOfPlace) {

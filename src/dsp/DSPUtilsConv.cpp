@@ -152,7 +152,7 @@ void OverlapSave(const T* a, int na, const T* b, int nb, T* d) {
     T* time = static_cast<T*>(scratch.Buffer(0, sizeof(T) * static_cast<size_t>(L)));
     T* filter = static_cast<T*>(scratch.Buffer(1, spectrumBytes));
     T* spectrum = static_cast<T*>(scratch.Buffer(2, spectrumBytes));
-    void* work = scratch.Buffer(3, static_cast<size_t>(kern::FFTWorkBytes(plan)));
+    void* work = scratch.Buffer(3, kern::FFTWorkBytes(plan));
 
     std::memcpy(time, b, sizeof(T) * static_cast<size_t>(nb));
     std::memset(time + nb, 0, sizeof(T) * static_cast<size_t>(L - nb));

@@ -15,10 +15,16 @@ kern::FFTKind KindOf(FTType t) {
 
 using internal::F;
 
-void* AllocWork(int bytes) {
-    void* p = kern::AlignedAlloc(static_cast<size_t>(bytes));
+void* AllocWork(size_t bytes) {
+    void* p = kern::AlignedAlloc(bytes);
     if (!p) VELA_THROW(VELAErrorMemoryAlloc);
     return p;
+}
+
+// The fixed-length transforms read and write exactly their plan's length: a block of another length
+// (or no plan at all) would run past one of the two vectors.
+void CheckFixedLength(const kern::FFTPlan* plan, int length, const VecCplx32& in) {
+    if (!plan || in.GetSize() != length) VELA_THROW(VELAErrorInvalidInputParameter);
 }
 
 }  // namespace
@@ -57,7 +63,7 @@ kern::FFTPlan* FT::GetSpec(int length, FTType type) {
     return node->spec;
 }
 
-void FT::ResizeBuf(int size) {
+void FT::ResizeBuf(size_t size) {
     void* fresh = AllocWork(size);
     kern::AlignedFree(workBuf);
     workBuf = fresh;
@@ -65,7 +71,7 @@ void FT::ResizeBuf(int size) {
 }
 
 void* FT::PrepareBuffer(kern::FFTPlan* plan) {
-    const int need = kern::FFTWorkBytes(plan);
+    const size_t need = kern::FFTWorkBytes(plan);
     if (workBufSize < need) ResizeBuf(need);
     return workBuf;
 }
@@ -152,10 +158,12 @@ DFT::~DFT() {
 }
 
 void DFT::Forward(VecCplx32& out, const VecCplx32& in) {
+    CheckFixedLength(spec, length, in);
     out.Resize(in.GetSize());
     kern::FFTExecC32(spec, F(in.Data()), F(out.Data()), true, workBuf);
 }
 void DFT::Inverse(VecCplx32& out, const VecCplx32& in) {
+    CheckFixedLength(spec, length, in);
     out.Resize(in.GetSize());
     kern::FFTExecC32(spec, F(in.Data()), F(out.Data()), false, workBuf);
 }
@@ -175,10 +183,12 @@ FFT::~FFT() {
 }
 
 void FFT::Forward(VecCplx32& out, const VecCplx32& in) {
+    CheckFixedLength(spec, spec ? 1 << order : 0, in);
     out.Resize(in.GetSize());
     kern::FFTExecC32(spec, F(in.Data()), F(out.Data()), true, workBuf);
 }
 void FFT::Inverse(VecCplx32& out, const VecCplx32& in) {
+    CheckFixedLength(spec, spec ? 1 << order : 0, in);
     out.Resize(in.GetSize());
     kern::FFTExecC32(spec, F(in.Data()), F(out.Data()), false, workBuf);
 }

@@ -8,6 +8,8 @@
 #pragma once
 #include "../math/VELAExport.h"
 
+#include <cstdint>
+
 #include "../math/Vector.h"
 
 namespace VELA {
@@ -19,10 +21,17 @@ class UnitTestRecorder;
 
 // The kind of data of a plan. Only 2 to 5 are reachable through FT's public operations; the 16-bit
 // kinds can still be planned and freed.
-enum FTType { FT_R_16S = 0, FT_C_16SC = 1, FT_R_32F = 2, FT_C_32FC = 3, FT_R_64F = 4, FT_C_64FC = 5 };
+enum FTType : int32_t {
+    FT_R_16S = 0,
+    FT_C_16SC = 1,
+    FT_R_32F = 2,
+    FT_C_32FC = 3,
+    FT_R_64F = 4,
+    FT_C_64FC = 5
+};
 
 // Algorithm hint, passed on to the plans unread.
-enum VELAAlgorithm { VELAAlgorithmFast = 1, VELAAlgorithmAccurate = 2 };
+enum VELAAlgorithm : int32_t { VELAAlgorithmFast = 1, VELAAlgorithmAccurate = 2 };
 
 // One cached plan of an FT.
 struct VELA_API FTSpecNode {
@@ -61,13 +70,13 @@ class VELA_API FT {
     // Number of cached plans (one per length and kind used so far).
     int GetPlanCount() const;
     // Size in bytes of the shared work buffer.
-    int GetWorkBufferSize() const { return workBufSize; }
+    size_t GetWorkBufferSize() const { return workBufSize; }
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
   private:
     kern::FFTPlan* GetSpec(int length, FTType type);
-    void ResizeBuf(int size);
+    void ResizeBuf(size_t size);
     void ComputeFT(const float* in, Cplx32* out, int length);
     void ComputeFT(const Cplx32* in, float* out, int length);
     void ComputeFT(const Cplx32* in, Cplx32* out, int length, int forward);
@@ -79,13 +88,16 @@ class VELA_API FT {
     VELAAlgorithm algorithm;
     int normFlag;
     void* workBuf = nullptr;
-    int workBufSize = 0;
+    size_t workBufSize = 0;
     FTSpecNode* specList = nullptr;
 };
 
-// Fixed-length complex float transform (flag 2, hint 2). The length of `in` must equal the plan's.
-// operator= copies the plan and buffer pointers flat: afterwards the two objects share them and only
-// one of the two may be destroyed. The target's old plan is not released.
+// Fixed-length complex float transform (flag 2, hint 2). The length of `in` must equal the plan's: any
+// other length, or a transform on an object whose length has no plan (not positive, or longer than a
+// VecCplx32 can be), throws "invalid input parameter" and leaves `out` alone. Construction never
+// throws for a bad length; it leaves the object without a plan. operator= copies the plan and buffer pointers
+// flat: afterwards the two objects share them and only one of the two may be destroyed. The target's old plan
+// is not released.
 class VELA_API DFT {
   public:
     explicit DFT(int length);
@@ -105,7 +117,7 @@ class VELA_API DFT {
 };
 
 // Complex float transform of 2^order points (flag 2, hint 2); FFT(2) transforms 4 points.
-// Same flat assignment as DFT.
+// Same flat assignment and the same length rule as DFT.
 class VELA_API FFT {
   public:
     explicit FFT(int order);

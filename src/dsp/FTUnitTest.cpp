@@ -138,7 +138,7 @@ bool FT::UnitTest(UnitTestRecorder& recorder) {
 
         FT grow;
         grow.Forward(out, Ramp32(64));
-        const int large = grow.GetWorkBufferSize();
+        const size_t large = grow.GetWorkBufferSize();
         grow.Forward(out, Ramp32(16));
         recorder.AddTestRecord(cls, "Buffer kept for shorter length",
                                large > 0 && grow.GetWorkBufferSize() == large && out.GetSize() == 16 &&

@@ -2,6 +2,7 @@
 
 #include <fftw3.h>
 
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -11,6 +12,9 @@
 
 namespace VELA::kern {
 namespace {
+
+// Plans made so far in the process (for tests: execution must not plan).
+std::atomic<long long> g_plannerCalls{0};
 
 // FFTW's planner, wisdom and plan destruction share global state.
 std::mutex& PlannerLock() {
@@ -118,7 +122,9 @@ void* MakeOne(const FFTPlan& p, int dir, bool unaligned) {
     void* b = F::malloc(bytes);
     void* result = nullptr;
     if (a && b) {
-        unsigned flags = PlannerFlags(p.kind, n) | (unaligned ? FFTW_UNALIGNED : 0u);
+        // See Get: the unaligned plans are made inside execution, so never by a measuring planner.
+        unsigned flags = unaligned ? (FFTW_ESTIMATE | FFTW_UNALIGNED) : PlannerFlags(p.kind, n);
+        g_plannerCalls.fetch_add(1, std::memory_order_relaxed);
         typename F::plan pl;
         if (!p.isReal)
             pl = F::c2c(n, a, b, dir == kForward ? FFTW_FORWARD : FFTW_BACKWARD, flags);
@@ -145,6 +151,11 @@ bool Aligned(const T* p) {
     return reinterpret_cast<uintptr_t>(p) % 64 == 0 || Fftw<T>::alignment_of(p) == 0;
 }
 
+// The plan for these pointers. Inputs that FFTW would see misaligned are staged into the (aligned)
+// work buffer by the callers below, so the unaligned plan is needed only for an output that is itself
+// misaligned, which no container of the library produces (their outputs start at their block). That
+// plan is made on first need, inside execution, so it is always made with FFTW_ESTIMATE: its planning
+// time stays in the milliseconds whatever the length, never the seconds of a measuring planner.
 template <class T>
 typename Fftw<T>::plan Get(FFTPlan* p, int dir, const T* in, const T* out) {
     const bool unaligned = !Aligned(in) || !Aligned(out);
@@ -157,8 +168,9 @@ template <class T>
 void ExecC2C(FFTPlan* p, const T* in, T* out, bool forward, void* work) {
     if (!p) return;
     const int dir = forward ? kForward : kInverse;
-    if (in == out) {
-        // FFTW plans are either in-place or out-of-place; stage the input instead of keeping both.
+    if (in == out || !Aligned(in)) {
+        // FFTW plans are either in-place or out-of-place, and made for one alignment: stage the input
+        // (one copy, far cheaper than a transform without SIMD) instead of keeping more plans.
         std::memcpy(work, in, sizeof(T) * 2 * static_cast<size_t>(p->n));
         in = static_cast<const T*>(work);
     }
@@ -167,8 +179,12 @@ void ExecC2C(FFTPlan* p, const T* in, T* out, bool forward, void* work) {
 }
 
 template <class T>
-void ExecR2C(FFTPlan* p, const T* in, T* out, void*) {
+void ExecR2C(FFTPlan* p, const T* in, T* out, void* work) {
     if (!p) return;
+    if (!Aligned(in)) {
+        std::memcpy(work, in, sizeof(T) * static_cast<size_t>(p->n));
+        in = static_cast<const T*>(work);
+    }
     Fftw<T>::exec_r2c(Get<T>(p, kForward, in, out), in, out);
     if (p->scale[kForward] != 1.0) Fftw<T>::scale(out, p->scale[kForward], 2 * (p->n / 2 + 1));
 }
@@ -186,7 +202,7 @@ void ExecC2R(FFTPlan* p, const T* in, T* out, void* work) {
 }  // namespace
 
 FFTPlan* FFTCreate(FFTKind kind, int length, int normFlag) {
-    if (length <= 0) return nullptr;
+    if (length <= 0 || length > FFTMaxLength(kind)) return nullptr;
     auto* p = new FFTPlan{};
     p->kind = kind;
     p->isDouble = kind == FFTKind::R64 || kind == FFTKind::C64;
@@ -221,6 +237,23 @@ void FFTDestroy(FFTPlan* p) {
     delete p;
 }
 
+int FFTMaxLength(FFTKind kind) {
+    // The longest vector of the kind's element that the containers' allocators hand out: a longer
+    // transform could have no input, and planning one would claim gigabytes for nothing.
+    switch (kind) {
+        case FFTKind::R16:
+        case FFTKind::R32:
+            return 1073740823;
+        case FFTKind::C16:
+        case FFTKind::C32:
+        case FFTKind::R64:
+            return 536869911;
+        case FFTKind::C64:
+            return 268434455;
+    }
+    return 0;
+}
+
 unsigned FFTPlannerFlags(FFTKind kind, int length) {
     return PlannerFlags(kind, length);
 }
@@ -228,9 +261,18 @@ unsigned FFTPlannerFlags(int length) {
     return PlannerFlags(FFTKind::C32, length);
 }
 
-int FFTWorkBytes(const FFTPlan* p) {
-    if (!p) return 0;
-    return static_cast<int>((p->isDouble ? sizeof(double) : sizeof(float)) * 2 * static_cast<size_t>(p->n));
+size_t FFTWorkBytes(FFTKind kind, int length) {
+    if (length <= 0) return 0;
+    const bool isDouble = kind == FFTKind::R64 || kind == FFTKind::C64;
+    return (isDouble ? sizeof(double) : sizeof(float)) * 2 * static_cast<size_t>(length);
+}
+
+size_t FFTWorkBytes(const FFTPlan* p) {
+    return p ? FFTWorkBytes(p->kind, p->n) : 0;
+}
+
+long long FFTPlannerCalls() {
+    return g_plannerCalls.load(std::memory_order_relaxed);
 }
 
 void FFTExecC32(FFTPlan* p, const float* in, float* out, bool fwd, void* w) {

@@ -7,9 +7,12 @@
 //
 // Plan creation and destruction take one process-wide lock, because FFTW's planner is not thread-safe;
 // execution takes none, so two threads may run two plans at once. Execution accepts any pointers:
-// data whose alignment differs from the planner's (views into a block) run through a second plan made
-// for unaligned data on first need, and in-place calls are staged through the caller's work buffer.
+// in-place calls and inputs whose alignment differs from the planner's (views into a block) are staged
+// through the caller's work buffer; only a misaligned output runs through a second plan, made with
+// FFTW_ESTIMATE on first need.
 #pragma once
+
+#include <cstddef>
 
 namespace VELA::kern {
 
@@ -17,8 +20,10 @@ enum class FFTKind { R16 = 0, C16 = 1, R32 = 2, C32 = 3, R64 = 4, C64 = 5 };
 
 struct FFTPlan;
 
-// A plan, or null when length <= 0 or FFTW refuses.
+// A plan, or null when length <= 0, length > FFTMaxLength(kind) or FFTW refuses.
 FFTPlan* FFTCreate(FFTKind kind, int length, int normFlag);
+// The longest transform of `kind`: the longest vector of its element type the allocators give.
+int FFTMaxLength(FFTKind kind);
 void FFTDestroy(FFTPlan* plan);
 
 // The FFTW planner flags (the rigour: FFTW_ESTIMATE, FFTW_MEASURE, ...) used for plans of `kind` and
@@ -27,8 +32,14 @@ unsigned FFTPlannerFlags(FFTKind kind, int length);
 // The same for complex float (FFTKind::C32).
 unsigned FFTPlannerFlags(int length);
 
-// Bytes of work buffer that execution may use (staging of in-place and real-inverse input).
-int FFTWorkBytes(const FFTPlan* plan);
+// Bytes of work buffer that execution may use (staging of in-place, misaligned and real-inverse input);
+// the buffer must be 64-byte aligned. As a size_t: long double-precision transforms pass 2^31 bytes.
+size_t FFTWorkBytes(const FFTPlan* plan);
+// The same for a plan of `kind` and `length` (0 for length <= 0).
+size_t FFTWorkBytes(FFTKind kind, int length);
+// FFTW plans made in this process so far (each FFTCreate makes two; execution makes one only for a
+// misaligned output).
+long long FFTPlannerCalls();
 
 // Complex to complex: n complex points from `in` to `out` (interleaved re, im). in == out allowed.
 void FFTExecC32(FFTPlan* plan, const float* in, float* out, bool forward, void* work);
