@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "kernel/Memory.h"
 #include "support/TestUtil.h"
 
 using namespace VELA;
@@ -403,4 +404,27 @@ TEST(CISPRDetector, SelfTestPasses) {
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(recorder.GetTotalTests(), 9);
     EXPECT_EQ(recorder.GetFailedTests(), 0);
+}
+
+TEST(CISPRDetector, SteadyAcquisitionsAllocateNothing) {
+    // Peak and average copy into their held vectors and the caller's output; quasi-peak keeps its
+    // state: once sized, acquisitions allocate nothing, and neither does reading the meter buffer.
+    auto det = Detector1G();
+    VecReal32 in = Vec({0.7f, 0.01f, 3.0f, 0.2f}), out, qp;
+    for (DetectorType d : {DetectorCISPRQuasiPeak, DetectorCISPRAverage, DetectorCISPRPeak})
+        for (int k = 0; k < 3; ++k)
+            det->Apply(out, in, k, 50, d);
+    det->GetQPBuf(qp);
+    const long long before = kern::AllocationCount();
+    for (int k = 0; k < 50; ++k) {
+        in[1] = 0.01f * static_cast<float>(k);
+        for (DetectorType d : {DetectorCISPRQuasiPeak, DetectorCISPRAverage, DetectorCISPRPeak})
+            det->Apply(out, in, k, 50, d);
+        const CISPRDetector& reader = *det;  // the meter buffer reads through a const reference
+        reader.GetQPBuf(qp);
+    }
+    EXPECT_EQ(kern::AllocationCount() - before, 0);
+    ASSERT_EQ(out.GetSize(), 4);
+    EXPECT_EQ(out[2], 3.0f);  // peak holds its maximum
+    EXPECT_EQ(out[1], 0.01f * 49.0f);
 }

@@ -505,6 +505,38 @@ void ExpectSteadySweepAllocatesNothing(const Request& r, double toneNorm) {
 
 }  // namespace
 
+TEST(SteppedSpectrumApply, SteadyCISPRSweepAllocatesNothing) {
+    // Every acquisition of a CISPR sweep passes through the detector's held state: after the first
+    // sweep has sized it, further sweeps (Apply1, Apply3 with each CISPR detector, Apply2) allocate
+    // nothing.
+    SteppedSpectrum ss;
+    Plan p;
+    Request r = CISPRPlan();
+    r.cisprAcqBlocks = 4;
+    MakePlan(ss, p, r);
+    VecCplx32 in;
+    SteppedSpectrum::GenCW(in, 0.1, p.numSamples[0]);
+    VecReal32 mag, qp, ave, peak, out;
+    auto sweep = [&] {
+        for (int t = 0; t < p.Tunings(); ++t) {
+            for (int a = 0; a < ss.GetCISPRAcqNum(); ++a) {
+                ss.Apply1(mag, in, t);
+                ss.Apply3(qp, mag, t, a, DetectorCISPRQuasiPeak);
+                ss.Apply3(ave, mag, t, a, DetectorCISPRAverage);
+                ss.Apply3(peak, mag, t, a, DetectorCISPRPeak);
+            }
+            ss.Apply2(out, qp, t, DetectorCISPRQuasiPeak);
+            ss.Apply2(out, ave, t, DetectorCISPRAverage);
+            ss.Apply2(out, peak, t, DetectorCISPRPeak);
+        }
+    };
+    sweep();
+    const long long before = kern::AllocationCount();
+    sweep();
+    sweep();
+    EXPECT_EQ(kern::AllocationCount() - before, 0);
+}
+
 TEST(SteppedSpectrumApply, SteadySweepAllocatesNothing) {
     ExpectSteadySweepAllocatesNothing(SingleTuning(), 0.002);
     Request multi;

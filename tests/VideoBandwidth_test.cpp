@@ -60,3 +60,10 @@ TEST(VideoBandwidth, SelfTestPasses) {
     EXPECT_EQ(recorder.GetTotalTests(), 6);
     EXPECT_EQ(recorder.GetFailedTests(), 0);
 }
+
+TEST(VideoBandwidth, ReadsThroughAConstReference) {
+    const VideoBandwidth vbw;
+    VideoBandwidth mutableCopy;
+    EXPECT_EQ(vbw.GetSamples(0.1), mutableCopy.GetSamples(0.1));
+    EXPECT_EQ(vbw.GetSamples(0.1, 1000), mutableCopy.GetSamples(0.1, 1000));
+}

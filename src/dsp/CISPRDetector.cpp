@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "KaiserWindow.h"
+#include "internal/CopyInto.h"
 
 namespace VELA {
 
@@ -329,8 +330,8 @@ void CISPRDetector::Apply(VecReal32& out, const VecReal32& in, int index, int co
                 const float* x = in.Data();
                 for (int i = 0; i < n; ++i)
                     sum[i] = x[i];
-                m_aveBuf = in;
-                out = m_aveBuf;
+                internal::CopyInto(m_aveBuf, in);
+                internal::CopyInto(out, m_aveBuf);
                 break;
             }
             double* sum = m_aveSum.Data();
@@ -354,12 +355,13 @@ void CISPRDetector::Apply(VecReal32& out, const VecReal32& in, int index, int co
             break;
         }
         case DetectorCISPRPeak:
+            // Copies into the held storage (operator= would reallocate at every acquisition).
             if (index == 0 || m_peakBuf.GetSize() != n) {
-                m_peakBuf = in;
-                out = in;
+                internal::CopyInto(m_peakBuf, in);
+                internal::CopyInto(out, in);
             } else {
                 DSPUtils::Max(m_peakBuf, m_peakBuf, in);
-                out = m_peakBuf;
+                internal::CopyInto(out, m_peakBuf);
             }
             break;
         default:
@@ -367,8 +369,8 @@ void CISPRDetector::Apply(VecReal32& out, const VecReal32& in, int index, int co
     }
 }
 
-void CISPRDetector::GetQPBuf(VecReal32& out) {
-    out = m_qpBuf;
+void CISPRDetector::GetQPBuf(VecReal32& out) const {
+    internal::CopyInto(out, m_qpBuf);
 }
 
 }  // namespace VELA

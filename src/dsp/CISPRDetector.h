@@ -40,7 +40,7 @@ class VELA_API CISPRDetector {
     void Apply(VecReal32& out, const VecReal32& in, int index, int count, DetectorType det);
 
     // The meter output of the last quasi-peak step, without the maximum hold.
-    void GetQPBuf(VecReal32& out);
+    void GetQPBuf(VecReal32& out) const;
 
     static bool IsCISPRDetector(DetectorType det);
     // The band's nominal 6 dB bandwidth and its range; for quasi-peak (6) the range is the nominal alone.

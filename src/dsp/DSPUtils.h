@@ -15,6 +15,8 @@
 #pragma once
 #include "../math/VELAExport.h"
 
+#include <cstdint>
+
 #include "../math/IntVector.h"
 #include "../math/Vector.h"
 #include "../math/matrix.h"
@@ -25,7 +27,7 @@ class UnitTestRecorder;
 
 // What Detect makes of each group of samples. The values are shared with the trace detectors of the
 // spectrum measurements.
-enum DetectorType {
+enum DetectorType : int32_t {
     DetectorAve = 0,             // mean of each group
     DetectorMax = 1,             // maximum of each group
     DetectorMin = 2,             // minimum of each group

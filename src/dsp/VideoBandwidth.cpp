@@ -33,24 +33,25 @@ VideoBandwidth::VideoBandwidth() {
     m_ratioCoef2.Import(kRatioCoef2, 5);
 }
 
-double VideoBandwidth::GetSigma(VecReal64& coef1, VecReal64& coef2, double threshold, double ratio) {
+double VideoBandwidth::GetSigma(const VecReal64& coef1, const VecReal64& coef2, double threshold,
+                                double ratio) {
     if (ratio < 0.0004) return 9.3 * std::sqrt(ratio);
     if (ratio >= threshold) return Evaluate(coef1, ratio);
     return Evaluate(coef2, ratio);
 }
 
-double VideoBandwidth::GetRatio(VecReal64& coef1, VecReal64& coef2, double sigma) {
+double VideoBandwidth::GetRatio(const VecReal64& coef1, const VecReal64& coef2, double sigma) {
     if (sigma > 5.2) return 1.0;
     if (sigma < 1.4) return std::trunc(18.9225 / sigma / sigma + 0.5);
     if (sigma <= 3.45) return Evaluate(coef2, sigma);
     return Evaluate(coef1, sigma);
 }
 
-double VideoBandwidth::GetSamples(double ratio) {
+double VideoBandwidth::GetSamples(double ratio) const {
     return GetRatio(m_ratioCoef1, m_ratioCoef2, GetSigma(m_sigmaCoef1, m_sigmaCoef2, 0.5, ratio));
 }
 
-int VideoBandwidth::GetSamples(double ratio, int samples) {
+int VideoBandwidth::GetSamples(double ratio, int samples) const {
     const double n = std::trunc(GetSamples(ratio) * samples + 0.5);
     // Outside the fitted range the factor can be huge or not a number; converting such a value to int
     // would be undefined, so it saturates (and NaN gives 0).

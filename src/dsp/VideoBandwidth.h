@@ -21,15 +21,15 @@ class VELA_API VideoBandwidth {
     virtual ~VideoBandwidth() = default;
 
     // Data factor for ratio = video bandwidth / resolution bandwidth.
-    double GetSamples(double ratio);
+    double GetSamples(double ratio) const;
     // trunc(GetSamples(ratio) * samples + 0.5): samples needed when one block has `samples`.
-    int GetSamples(double ratio, int samples);
+    int GetSamples(double ratio, int samples) const;
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
   private:
-    double GetSigma(VecReal64& coef1, VecReal64& coef2, double threshold, double ratio);
-    double GetRatio(VecReal64& coef1, VecReal64& coef2, double sigma);
+    static double GetSigma(const VecReal64& coef1, const VecReal64& coef2, double threshold, double ratio);
+    static double GetRatio(const VecReal64& coef1, const VecReal64& coef2, double sigma);
 
     VecReal64 m_sigmaCoef1;  // ratios from 0.5 up
     VecReal64 m_sigmaCoef2;  // ratios from 0.0004 to below 0.5

@@ -92,7 +92,9 @@ class VELA_API BaseVector {
     }
     // Releases the block without touching any field.
     void Dealloc() { VELADelete(base); }
-    T* GetPtr() const { return data; }
+    // data; a const container hands out read-only elements only.
+    T* GetPtr() { return data; }
+    const T* GetPtr() const { return data; }
     static constexpr int GetElementSize() { return static_cast<int>(sizeof(T)); }
 
     // Sets `base` to a new block of n elements (n = 0: nothing). Every concrete class overrides it.
