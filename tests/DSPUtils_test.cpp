@@ -234,6 +234,19 @@ TEST(DSPUtilsSampling, OutputLengthBeyondIntIsRefusedBeforeWriting) {
     EXPECT_EQ(zout.GetSize(), 0);
 }
 
+TEST(DSPUtilsSampling, DownsampleByAHugeFactorKeepsTheFirstSample) {
+    // The output count (factor - phase + n - 1) / factor is formed without overflow.
+    VecReal32 out;
+    DSPUtils::Downsample(out, R32({4, 5, 6, 7, 8}), INT_MAX, 0);
+    ASSERT_EQ(out.GetSize(), 1);
+    EXPECT_EQ(out[0], 4.0f);
+    DSPUtils::Downsample(out, R32({4, 5, 6, 7, 8}), INT_MAX, 3);
+    ASSERT_EQ(out.GetSize(), 1);
+    EXPECT_EQ(out[0], 7.0f);
+    DSPUtils::Downsample(out, R32({4, 5, 6, 7, 8}), INT_MAX, INT_MAX - 1);
+    EXPECT_EQ(out.GetSize(), 0);
+}
+
 TEST(DSPUtilsSampling, UpsampleOf64BitComplexWalksMemoryAs32BitComplex) {
     // The 64-bit form runs the 32-bit complex routine over the same bytes: in.size 8-byte elements read,
     // in.size * factor 8-byte elements written (zeros between), the rest of out left as it was.

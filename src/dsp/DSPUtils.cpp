@@ -42,7 +42,8 @@ void DownsampleT(V& out, const V& in, int factor, int phase) {
         return;
     }
     const int n = in.GetSize();
-    const int m = n > 0 ? (factor - phase + n - 1) / factor : 0;
+    // Formed in 64 bits: factor + n overflows an int for a factor near INT_MAX.
+    const int m = n > 0 ? static_cast<int>((int64_t{factor} - phase + n - 1) / factor) : 0;
     out.Resize(m);
     auto* d = out.Data();
     const auto* s = in.Data();
