@@ -33,6 +33,7 @@ const EntryPoint kEntryPoints[] = {
     {"DigitalSource", &DigitalSource::UnitTest},
     {"DigitalZoom", &DigitalZoom::UnitTest},
     {"SteppedSpectrum", &SteppedSpectrum::UnitTest},
+    {"RBWFilter", &RBWFilter::UnitTest},
 };
 
 class UnitTestEntryPoints : public testing::TestWithParam<EntryPoint> {};

@@ -48,6 +48,8 @@ double ScaledBesselI0(double x) {
 // I0(alpha sqrt(((n-1)/2)^2 - (i-(n-1)/2)^2)) / I0(alpha (n-1)/2). The radicand is formed as the exact
 // integer product i (n - 1 - i), so the two halves come out equal bit for bit.
 void MulKaiser(double* d, int n, double alpha) {
+    // I0 is even, so a negative beta gives the taper of |beta|; the scaled form below needs a <= b >= 0.
+    alpha = std::fabs(alpha);
     const double b = alpha * (n - 1) / 2.0;
     const double i0b = ScaledBesselI0(b);
     for (int i = 0; i < n; ++i) {
