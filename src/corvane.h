@@ -30,4 +30,5 @@
 #include "dsp/DigitalSource.h"
 #include "dsp/DigitalZoom.h"
 #include "dsp/SteppedSpectrum.h"
+#include "dsp/WaveformGenerator.h"
 #include "infra/UnitTestRecorder.h"

@@ -60,6 +60,7 @@ const Entry kRegistry[] = {
     {"SteppedSpectrum", &VELA::SteppedSpectrum::UnitTest},
     {"SteppedSpectrum::TestVBW", &VELA::SteppedSpectrum::TestVBW},
     {"SteppedSpectrum::MemoryLeakTest", &VELA::SteppedSpectrum::MemoryLeakTest},
+    {"WaveformGenerator", &VELA::WaveformGenerator::UnitTest},
 };
 
 const Entry* Find(const char* name) {
