@@ -31,4 +31,7 @@
 #include "dsp/DigitalZoom.h"
 #include "dsp/SteppedSpectrum.h"
 #include "dsp/WaveformGenerator.h"
+#include "dsp/FIRFilter.h"
+#include "dsp/SFIRFilter.h"
+#include "dsp/DecimationFilter.h"
 #include "infra/UnitTestRecorder.h"

@@ -33,6 +33,9 @@ const EntryPoint kEntryPoints[] = {
     {"DigitalSource", &DigitalSource::UnitTest},
     {"DigitalZoom", &DigitalZoom::UnitTest},
     {"SteppedSpectrum", &SteppedSpectrum::UnitTest},
+    {"FIRFilter", &FIRFilter::UnitTest},
+    {"SFIRFilter", &SFIRFilter::UnitTest},
+    {"DecimationFilter", &DecimationFilter::UnitTest},
 };
 
 class UnitTestEntryPoints : public testing::TestWithParam<EntryPoint> {};

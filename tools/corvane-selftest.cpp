@@ -61,6 +61,9 @@ const Entry kRegistry[] = {
     {"SteppedSpectrum::TestVBW", &VELA::SteppedSpectrum::TestVBW},
     {"SteppedSpectrum::MemoryLeakTest", &VELA::SteppedSpectrum::MemoryLeakTest},
     {"WaveformGenerator", &VELA::WaveformGenerator::UnitTest},
+    {"FIRFilter", &VELA::FIRFilter::UnitTest},
+    {"SFIRFilter", &VELA::SFIRFilter::UnitTest},
+    {"DecimationFilter", &VELA::DecimationFilter::UnitTest},
 };
 
 const Entry* Find(const char* name) {
