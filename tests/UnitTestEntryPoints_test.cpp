@@ -36,6 +36,19 @@ const EntryPoint kEntryPoints[] = {
     {"FIRFilter", &FIRFilter::UnitTest},
     {"SFIRFilter", &SFIRFilter::UnitTest},
     {"DecimationFilter", &DecimationFilter::UnitTest},
+    {"RaisedCosineFilter", &RaisedCosineFilter::UnitTest},
+    {"RootRaisedCosineFilter", &RootRaisedCosineFilter::UnitTest},
+    {"GaussianFilter", &GaussianFilter::UnitTest},
+    {"GaussRectFilter", &GaussRectFilter::UnitTest},
+    {"RectangularFilter", &RectangularFilter::UnitTest},
+    {"LowPassFilter", &LowPassFilter::UnitTest},
+    {"HighPassFilter", &HighPassFilter::UnitTest},
+    {"BandPassFilter", &BandPassFilter::UnitTest},
+    {"C4FMReverseShapingFilter", &C4FMReverseShapingFilter::UnitTest},
+    {"IS95ReferenceFilter", &IS95ReferenceFilter::UnitTest},
+    {"IS95TXMeasurementFilter", &IS95TXMeasurementFilter::UnitTest},
+    {"IS95TXEQMeasurementFilter", &IS95TXEQMeasurementFilter::UnitTest},
+    {"FIRFilterFactory", &FIRFilterFactory::UnitTest},
 };
 
 class UnitTestEntryPoints : public testing::TestWithParam<EntryPoint> {};

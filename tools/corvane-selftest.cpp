@@ -64,6 +64,19 @@ const Entry kRegistry[] = {
     {"FIRFilter", &VELA::FIRFilter::UnitTest},
     {"SFIRFilter", &VELA::SFIRFilter::UnitTest},
     {"DecimationFilter", &VELA::DecimationFilter::UnitTest},
+    {"RaisedCosineFilter", &VELA::RaisedCosineFilter::UnitTest},
+    {"RootRaisedCosineFilter", &VELA::RootRaisedCosineFilter::UnitTest},
+    {"GaussianFilter", &VELA::GaussianFilter::UnitTest},
+    {"GaussRectFilter", &VELA::GaussRectFilter::UnitTest},
+    {"RectangularFilter", &VELA::RectangularFilter::UnitTest},
+    {"LowPassFilter", &VELA::LowPassFilter::UnitTest},
+    {"HighPassFilter", &VELA::HighPassFilter::UnitTest},
+    {"BandPassFilter", &VELA::BandPassFilter::UnitTest},
+    {"C4FMReverseShapingFilter", &VELA::C4FMReverseShapingFilter::UnitTest},
+    {"IS95ReferenceFilter", &VELA::IS95ReferenceFilter::UnitTest},
+    {"IS95TXMeasurementFilter", &VELA::IS95TXMeasurementFilter::UnitTest},
+    {"IS95TXEQMeasurementFilter", &VELA::IS95TXEQMeasurementFilter::UnitTest},
+    {"FIRFilterFactory", &VELA::FIRFilterFactory::UnitTest},
 };
 
 const Entry* Find(const char* name) {
