@@ -40,5 +40,7 @@
 #include "dsp/C4FMReverseShapingFilter.h"
 #include "dsp/IS95Filters.h"
 #include "dsp/FIRFilterFactory.h"
+#include "dsp/IntegralFilters.h"
+#include "dsp/UserDefinedFilters.h"
 #include "dsp/RBWFilter.h"
 #include "infra/UnitTestRecorder.h"

@@ -49,6 +49,10 @@ const EntryPoint kEntryPoints[] = {
     {"IS95TXMeasurementFilter", &IS95TXMeasurementFilter::UnitTest},
     {"IS95TXEQMeasurementFilter", &IS95TXEQMeasurementFilter::UnitTest},
     {"FIRFilterFactory", &FIRFilterFactory::UnitTest},
+    {"IntegralGaussianFilter", &IntegralGaussianFilter::UnitTest},
+    {"IntegralRectFilter", &IntegralRectFilter::UnitTest},
+    {"UserDefinedFilter", &UserDefinedFilter::UnitTest},
+    {"IntegralUserDefinedFilter", &IntegralUserDefinedFilter::UnitTest},
     {"RBWFilter", &RBWFilter::UnitTest},
 };
 

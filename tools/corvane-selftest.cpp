@@ -77,6 +77,10 @@ const Entry kRegistry[] = {
     {"IS95TXMeasurementFilter", &VELA::IS95TXMeasurementFilter::UnitTest},
     {"IS95TXEQMeasurementFilter", &VELA::IS95TXEQMeasurementFilter::UnitTest},
     {"FIRFilterFactory", &VELA::FIRFilterFactory::UnitTest},
+    {"IntegralGaussianFilter", &VELA::IntegralGaussianFilter::UnitTest},
+    {"IntegralRectFilter", &VELA::IntegralRectFilter::UnitTest},
+    {"UserDefinedFilter", &VELA::UserDefinedFilter::UnitTest},
+    {"IntegralUserDefinedFilter", &VELA::IntegralUserDefinedFilter::UnitTest},
     {"RBWFilter", &VELA::RBWFilter::UnitTest},
 };
 
