@@ -78,7 +78,8 @@ double EnergyCentreOf(const VecCplx32& v) {
 // The edges of held step responses, directly: out[x] = sum_i in[i] R(x - i + s), R(j) = 0 before the
 // response, taps[j] within it and the last tap after it. A step whose whole response would lie before
 // the block (i - s + t - 1 < 0, a time shift of more than a response's length) is left out: its level
-// is never reached inside the block to be held.
+// is never reached inside the block to be held. The level is carried one sample per input sample, so
+// nothing reaches past the index n - s + t - 1 (which only matters when s > t - 1).
 const char* kHeldSteps = R"(
 x = a0[0::2] + 1j * a0[1::2]
 taps = a1[0::2] + 1j * a1[1::2]
@@ -95,6 +96,7 @@ for i in np.nonzero(x)[0]:
     j = np.arange(n) - i + s
     R = np.where(j < 0, 0, taps[np.clip(j, 0, t - 1)])
     res += x[i] * R
+res[max(n - s + t, 0):] = 0
 out = res
 )";
 

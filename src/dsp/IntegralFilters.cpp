@@ -69,7 +69,7 @@ IntegralGaussianFilter::IntegralGaussianFilter() {
 }
 
 int IntegralGaussianFilter::GetRecommendedTapSize(float fs, float symRate, float roll) {
-    return OddTapCount(10.0 * static_cast<double>(fs) / static_cast<double>(symRate) / RolloffFloor(roll));
+    return OddTapCount(10.0 * (static_cast<double>(fs) / static_cast<double>(symRate)) / RolloffFloor(roll));
 }
 
 void IntegralGaussianFilter::SetParameters(float fs, float symRate, float roll, int n) {

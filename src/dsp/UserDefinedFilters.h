@@ -99,9 +99,11 @@ class VELA_API IntegralUserDefinedFilter : public UserTapsFilterBase {
     // Real steps: every non-zero in[i] adds in[i] times the real part of the step response, placed
     // from the index i - s on (s = floor(samplingRate timeShift + delay + 0.5), the time shift and the
     // delay in whole samples), and the level reached at the end of the response is held to the end of
-    // the block. The level is carried sample by sample from where the responses end, so a step shifted
-    // so far that its whole response lies before the block adds nothing, its level included. `center`
-    // is not read. out gets in's size and may be in.
+    // the block. The level is carried one sample per input sample from where the responses end, which
+    // shows only when the time shift moves responses earlier by more than their length (s > t - 1, t
+    // the tap count): the outputs after the index n - s + t - 1 then stay 0, and a step whose whole
+    // response lies before the block adds nothing. `center` is not read. out gets in's size and may
+    // be in.
     void Apply(VecReal32& out, const VecReal32& in, bool center) override;
     // The same with complex steps times the complex step response; both rails hold their level.
     void Apply(VecCplx32& out, const VecCplx32& in, bool center) override;
