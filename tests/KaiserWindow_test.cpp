@@ -191,9 +191,9 @@ TEST(KaiserWindow, NegativeParameterGivesTheWindowOfItsMagnitude) {
     for (size_t i = 0; i < neg.size(); ++i)
         EXPECT_EQ(neg[i], pos[i]) << i;
     EXPECT_NEAR(neg[0] / neg[1], 1.0 / std::cyl_bessel_i(0.0, 1.0), 1e-6);
-    for (int n : {2, 11, 64, 101}) {
-        const auto a = Coefficients(KaiserWindow(n, -7.5f));
-        const auto b = Coefficients(KaiserWindow(n, 7.5f));
-        EXPECT_EQ(a, b) << n;
-    }
+    // Narrow resolution filters reach a slightly negative beta through their fit.
+    for (int n : {2, 11, 40, 64, 101})
+        for (float beta : {0.95f, 3.5f, 7.5f, 40.0f})
+            EXPECT_EQ(Coefficients(KaiserWindow(n, -beta)), Coefficients(KaiserWindow(n, beta)))
+                << n << " " << beta;
 }
