@@ -36,7 +36,7 @@ class VELA_API CISPRDetector {
     // One acquisition: `in` is the spectrum, `index` counts acquisitions from 0, `count` is the number
     // planned. det 6 quasi-peak, 7 average (a running sum, divided by count at index count-1), 8 peak.
     // Any other det leaves `out` untouched. A spectrum whose length differs from the one the run
-    // started with restarts that detector's run, as if index were 0.
+    // started with restarts that detector's run, as if index were 0. out may be in (a view included).
     void Apply(VecReal32& out, const VecReal32& in, int index, int count, DetectorType det);
 
     // The meter output of the last quasi-peak step, without the maximum hold.

@@ -158,11 +158,12 @@ template <class Vec>
 void ChirpZ::Run(Vec& out, const Vec& in, Vec& preChirp, Vec& impulseSpectrum, Vec& work, Vec& workSpectrum,
                  Vec& postChirp) {
     const int n = inputSize, m = outputSize, l = fftSize;
-    out.Resize(l);
     // work = [in * preChirp, 0 ...]: the block, pre-chirped, zero-padded to the transform length (the
     // padding stands from construction).
     work.Resize(l);
     Multiply(in.Data(), preChirp.Data(), work.Data(), n);
+    // `in` has been read in full: only now may out, which may be in, be resized (and grow).
+    out.Resize(l);
     ft->Forward(workSpectrum, work);
     workSpectrum *= impulseSpectrum;
     ft->Inverse(out, workSpectrum);

@@ -36,7 +36,8 @@ class VELA_API ChirpZ {
     // `in` holds at least N points. On return `out` holds the M outputs as a view into the tail of its
     // own storage (its data pointer advanced by N-1); the next Resize of `out` returns to the start.
     // The 32-bit form needs use64 false, the 64-bit form use64 true; the other width, or a block of
-    // fewer than N points, throws "invalid input parameter" and leaves `out` alone.
+    // fewer than N points, throws "invalid input parameter" and leaves `out` alone. out may be in (a
+    // view included): the block is read in full before out is touched.
     void Apply(VecCplx32& out, const VecCplx32& in);
     void Apply(VecCplx64& out, const VecCplx64& in);
 

@@ -12,6 +12,7 @@
 #include "kernel/SignalKernels.h"
 #include "kernel/VectorKernels.h"
 #include "internal/CheckedSize.h"
+#include "internal/Aliasing.h"
 #include "internal/ComplexView.h"
 
 namespace VELA {
@@ -35,12 +36,14 @@ bool SamplingValid(int factor, int phase) {
     return factor >= 1 && phase >= 0 && phase < factor;
 }
 
+// Downsampling reads ahead of what it writes (in[j * factor + phase] into out[j]), so it runs in place.
 template <class V>
 void DownsampleT(V& out, const V& in, int factor, int phase) {
     if (!SamplingValid(factor, phase)) {
         out.Resize(0);
         return;
     }
+    internal::PrepareInPlace(out, in);
     const int n = in.GetSize();
     // Formed in 64 bits: factor + n overflows an int for a factor near INT_MAX.
     const int m = n > 0 ? static_cast<int>((int64_t{factor} - phase + n - 1) / factor) : 0;
@@ -57,11 +60,12 @@ void UpsampleT(V& out, const V& in, int factor, int phase) {
         out.Resize(0);
         return;
     }
-    const int n = in.GetSize();
+    const internal::Unaliased<V> src(in, out);  // the output is longer than the input
+    const int n = src->GetSize();
     out.Resize(internal::CheckedProduct(n, factor));
     out.SetZero();
     auto* d = out.Data();
-    const auto* s = in.Data();
+    const auto* s = src->Data();
     for (int j = 0; j < n; ++j)
         d[static_cast<int64_t>(j) * factor + phase] = s[j];
 }
@@ -72,10 +76,11 @@ void DuplicateT(V& out, const V& in, int factor) {
         out.Resize(0);
         return;
     }
-    const int n = in.GetSize();
+    const internal::Unaliased<V> src(in, out);  // the output is longer than the input
+    const int n = src->GetSize();
     out.Resize(internal::CheckedProduct(n, factor));
     auto* d = out.Data();
-    const auto* s = in.Data();
+    const auto* s = src->Data();
     for (int j = 0; j < n; ++j)
         for (int k = 0; k < factor; ++k)
             d[static_cast<int64_t>(j) * factor + k] = s[j];
@@ -83,11 +88,12 @@ void DuplicateT(V& out, const V& in, int factor) {
 
 template <class V>
 void FFTShiftT(V& out, const V& in) {
-    const int n = in.GetSize();
+    const internal::Unaliased<V> src(in, out);  // the halves trade places
+    const int n = src->GetSize();
     const int h = n / 2 + (n & 1);
     out.Resize(n);
-    CopyElements(out.Data(), in.Data() + h, n - h);
-    CopyElements(out.Data() + (n - h), in.Data(), h);
+    CopyElements(out.Data(), src->Data() + h, n - h);
+    CopyElements(out.Data() + (n - h), src->Data(), h);
 }
 
 // The generator behind Rand: a 32-bit linear congruential state with the PCG "RXS M XS" output
@@ -109,13 +115,15 @@ void CumSumT(T* d, const T* s, int n) {
 
 template <class V, class T>
 void MovingAverageT(V& out, const V& in, int w, double (*sum)(const T*, int)) {
-    const int n = in.GetSize();
+    // Each output reads neighbours on both sides, some of them already written in place.
+    const internal::Unaliased<V> src(in, out);
+    const int n = src->GetSize();
     out.Resize(n);
-    CopyElements(out.Data(), in.Data(), n);
+    CopyElements(out.Data(), src->Data(), n);
     if (w < 1) return;
     const int first = (w % 2) ? (w - 1) / 2 : w / 2;
     const int last = (w % 2) ? n - (w - 1) / 2 - 1 : n - w / 2;
-    const T* s = in.Data();
+    const T* s = src->Data();
     T* d = out.Data();
     for (int i = first; i <= last && i < n; ++i)
         d[i] = static_cast<T>(sum(s + i - first, w) / w);
@@ -230,13 +238,14 @@ void DSPUtils::Upsample(VecCplx64& out, const VecCplx64& in, int factor, int pha
         out.Resize(0);
         return;
     }
-    const int n = in.GetSize();
+    const internal::Unaliased<VecCplx64> src(in, out);
+    const int n = src->GetSize();
     out.Resize(internal::CheckedProduct(n, factor));
     // The memory of both vectors is walked in 8-byte (32-bit complex) elements: n of them from `in`,
     // n * factor of them into `out`. Byte copies keep this free of type punning.
     constexpr size_t kElem = sizeof(Cplx32);
     auto* d = reinterpret_cast<unsigned char*>(out.Data());
-    const auto* s = reinterpret_cast<const unsigned char*>(in.Data());
+    const auto* s = reinterpret_cast<const unsigned char*>(src->Data());
     const int64_t written = static_cast<int64_t>(n) * factor;
     if (written > 0) std::memset(d, 0, kElem * static_cast<size_t>(written));
     for (int j = 0; j < n; ++j)
@@ -292,10 +301,12 @@ void DSPUtils::Rand(VecReal32& out, unsigned int& seed, int n, float low, float 
 }
 
 void DSPUtils::CumSum(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     CumSumT(out.Data(), in.Data(), in.GetSize());
 }
 void DSPUtils::CumSum(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     CumSumT(out.Data(), in.Data(), in.GetSize());
 }
@@ -311,6 +322,8 @@ void DSPUtils::Mag(VecReal64& out, const VecCplx64& in) {
     MK().mag_c64(F(in.Data()), out.Data(), in.GetSize());
 }
 void DSPUtils::Mag(VecReal32& out, const VecReal32& re, const VecReal32& im) {
+    internal::PrepareInPlace(out, re);
+    internal::PrepareInPlace(out, im);
     out.Resize(re.GetSize());
     SK().magnitude_f32(re.Data(), im.Data(), out.Data(), re.GetSize());
 }
@@ -331,6 +344,8 @@ void DSPUtils::Phase(VecReal64& out, const VecCplx64& in) {
     MK().phase_c64(F(in.Data()), out.Data(), in.GetSize());
 }
 void DSPUtils::CartToPolar(VecReal32& mag, VecReal32& phase, const VecCplx32& in) {
+    // One vector cannot hold both results: the phase would silently replace the magnitude.
+    if (&mag == &phase) VELA_THROW(VELAErrorInvalidInputParameter);
     Mag(mag, in);
     Phase(phase, in);
 }
@@ -370,10 +385,14 @@ void DSPUtils::FFTShift(VecInt32& out, const VecInt32& in) {
 }
 
 void DSPUtils::Max(VecReal32& out, const VecReal32& a, const VecReal32& b) {
+    internal::PrepareInPlace(out, a);
+    internal::PrepareInPlace(out, b);
     out.Resize(a.GetSize());
     SK().max_pair_f32(a.Data(), b.Data(), out.Data(), a.GetSize());
 }
 void DSPUtils::Max(VecReal64& out, const VecReal64& a, const VecReal64& b) {
+    internal::PrepareInPlace(out, a);
+    internal::PrepareInPlace(out, b);
     out.Resize(a.GetSize());
     SK().max_pair_f64(a.Data(), b.Data(), out.Data(), a.GetSize());
 }
@@ -381,6 +400,7 @@ void DSPUtils::Max(VecReal64& out, const VecReal64& a, const VecReal64& b) {
 // ============================== frequency and correlation ==============================
 
 void DSPUtils::ShiftFreq(VecCplx32& out, const VecCplx32& in, float freq, float phase) {
+    internal::PrepareInPlace(out, in);
     const int n = in.GetSize();
     out.Resize(n);
     const double f = static_cast<double>(freq) - std::floor(static_cast<double>(freq));
@@ -393,55 +413,69 @@ void DSPUtils::ShiftFreq(VecCplx32& x, float freq, float phase, bool up) {
 }
 
 void DSPUtils::CrossCorr(VecReal32& out, const VecReal32& a, const VecReal32& b) {
-    const int na = a.GetSize(), nb = b.GetSize();
+    // Every lag reads the whole of both inputs, and the output is longer than either.
+    const internal::Unaliased<VecReal32> sa(a, out), sb(b, out);
+    const VecReal32& a1 = *sa;
+    const VecReal32& b1 = *sb;
+    const int na = a1.GetSize(), nb = b1.GetSize();
     const int len = na >= nb ? 2 * na - 1 : 2 * nb - 1;
     out.Resize(len > 0 ? len : 0);
     if (len <= 0) return;
     if (na >= nb) {
-        SK().xcorr_f32(b.Data(), nb, a.Data(), na, out.Data(), len, 1 - na);
+        SK().xcorr_f32(b1.Data(), nb, a1.Data(), na, out.Data(), len, 1 - na);
     } else {
-        SK().xcorr_f32(a.Data(), na, b.Data(), nb, out.Data(), len, 1 - nb);
+        SK().xcorr_f32(a1.Data(), na, b1.Data(), nb, out.Data(), len, 1 - nb);
         MK().flip_f32(out.Data(), out.Data(), len);
     }
 }
 
 void DSPUtils::CrossCorr(VecCplx32& out, const VecCplx32& a, const VecCplx32& b) {
-    const int na = a.GetSize(), nb = b.GetSize();
+    // Every lag reads the whole of both inputs, and the output is longer than either.
+    const internal::Unaliased<VecCplx32> sa(a, out), sb(b, out);
+    const VecCplx32& a1 = *sa;
+    const VecCplx32& b1 = *sb;
+    const int na = a1.GetSize(), nb = b1.GetSize();
     const int len = na >= nb ? 2 * na - 1 : 2 * nb - 1;
     out.Resize(len > 0 ? len : 0);
     if (len <= 0) return;
     if (na >= nb) {
-        SK().xcorr_c32(F(b.Data()), nb, F(a.Data()), na, F(out.Data()), len, 1 - na);
+        SK().xcorr_c32(F(b1.Data()), nb, F(a1.Data()), na, F(out.Data()), len, 1 - na);
     } else {
         // The correlation kernel conjugates its first operand; correlating (a, b) and then reversing
         // and conjugating gives the same sum as the other branch, conj(b) against a.
-        SK().xcorr_c32(F(a.Data()), na, F(b.Data()), nb, F(out.Data()), len, 1 - nb);
+        SK().xcorr_c32(F(a1.Data()), na, F(b1.Data()), nb, F(out.Data()), len, 1 - nb);
         MK().conjflip_c32(F(out.Data()), F(out.Data()), len);
     }
 }
 
 void DSPUtils::CrossCorr2(VecCplx32& out, const VecCplx32& a, const VecCplx32& b) {
-    SK().xcorr_c32(F(b.Data()), b.GetSize(), F(a.Data()), a.GetSize(), F(out.Data()), out.GetSize(), 0);
+    const internal::Unaliased<VecCplx32> sa(a, out), sb(b, out);
+    SK().xcorr_c32(F(sb->Data()), sb->GetSize(), F(sa->Data()), sa->GetSize(), F(out.Data()), out.GetSize(),
+                   0);
 }
 
 // ============================== analysis ==============================
 
 void DSPUtils::Derivative(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);  // out[i] is written after in[i] and in[i + 1] are read
     const int m = in.GetSize() > 0 ? in.GetSize() - 1 : 0;
     out.Resize(m);
     SK().diff_f32(in.Data(), out.Data(), m, 1);
 }
 void DSPUtils::Derivative(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);  // out[i] is written after in[i] and in[i + 1] are read
     const int m = in.GetSize() > 0 ? in.GetSize() - 1 : 0;
     out.Resize(m);
     SK().diff_f64(in.Data(), out.Data(), m, 1);
 }
 void DSPUtils::Derivative(VecCplx32& out, const VecCplx32& in) {
+    internal::PrepareInPlace(out, in);  // out[i] is written after in[i] and in[i + 1] are read
     const int m = in.GetSize() > 0 ? in.GetSize() - 1 : 0;
     out.Resize(m);
     SK().diff_f32(F(in.Data()), F(out.Data()), 2 * m, 2);
 }
 void DSPUtils::Derivative(VecCplx64& out, const VecCplx64& in) {
+    internal::PrepareInPlace(out, in);  // out[i] is written after in[i] and in[i + 1] are read
     const int m = in.GetSize() > 0 ? in.GetSize() - 1 : 0;
     out.Resize(m);
     SK().diff_f64(F(in.Data()), F(out.Data()), 2 * m, 2);
@@ -467,6 +501,8 @@ void DSPUtils::LinearLeastSquareFit(double& slope, double& intercept, const VecR
 void DSPUtils::LinearLeastSquareFit(double& slope, double& intercept, VecReal64& residual, const VecReal64& x,
                                     const VecReal64& y) {
     LineFit(slope, intercept, x.Data(), y.Data(), x.GetSize());
+    // x is not read again; y is read element by element while the residual is written.
+    internal::PrepareInPlace(residual, y);
     const int n = y.GetSize();
     residual.Resize(n);
     double* r = residual.Data();
@@ -545,11 +581,13 @@ void DSPUtils::MapPhase(VecReal64& x) {
 }
 
 void DSPUtils::Unwrap(VecReal32& out, const VecReal32& in, float period) {
+    internal::PrepareInPlace(out, in);
     const int n = in.GetSize();
     out.Resize(n);
     UnwrapForward(out.Data(), in.Data(), n, period);
 }
 void DSPUtils::Unwrap(VecReal64& out, const VecReal64& in, double period) {
+    internal::PrepareInPlace(out, in);
     const int n = in.GetSize();
     out.Resize(n);
     UnwrapForward(out.Data(), in.Data(), n, period);
@@ -568,14 +606,20 @@ void DSPUtils::Detect(VecReal32& out, const VecReal32& in, int n, DetectorType t
         return;
     }
     if (n < 1) return;  // no group size to divide by: nothing to do
+    if (n == 1 && type != DetectorMaxMin) {
+        // Resize and copy rather than assign, so a steady caller's output keeps its block; as a copy
+        // this also runs in place.
+        internal::PrepareInPlace(out, in);
+        out.Resize(size);
+        CopyElements(out.Data(), in.Data(), size);
+        return;
+    }
+    // The group kernels do not run in place, and max-min may grow the output past the input's block:
+    // an input that is the output is read from a copy.
+    const internal::Unaliased<VecReal32> src(in, out);
+    const float* s = src->Data();
     if (n == 1) {
-        if (type == DetectorMaxMin) {
-            Duplicate(out, in, 2);
-        } else {
-            // Resize and copy rather than assign, so a steady caller's output keeps its block.
-            out.Resize(size);
-            CopyElements(out.Data(), in.Data(), size);
-        }
+        Duplicate(out, *src, 2);
         return;
     }
     const int m = size / n;
@@ -583,27 +627,27 @@ void DSPUtils::Detect(VecReal32& out, const VecReal32& in, int n, DetectorType t
         case DetectorAve:
         case DetectorCISPRAverage:
             out.Resize(m);
-            SK().group_mean_f32(in.Data(), n, m, out.Data());
+            SK().group_mean_f32(s, n, m, out.Data());
             break;
         case DetectorMax:
         case DetectorCISPRPeak:
             out.Resize(m);
-            SK().group_max_f32(in.Data(), n, m, out.Data());
+            SK().group_max_f32(s, n, m, out.Data());
             break;
         case DetectorMin:
             out.Resize(m);
-            SK().group_min_f32(in.Data(), n, m, out.Data());
+            SK().group_min_f32(s, n, m, out.Data());
             break;
         case DetectorMaxMin:
             out.Resize(2 * m);
-            SK().group_maxmin_f32(in.Data(), n, m, out.Data());
+            SK().group_maxmin_f32(s, n, m, out.Data());
             break;
         case DetectorRms:
             out.Resize(m);
-            SK().group_rms_f32(in.Data(), n, m, out.Data());
+            SK().group_rms_f32(s, n, m, out.Data());
             break;
         case DetectorSample:
-            Downsample(out, in, n);
+            Downsample(out, *src, n);
             // Downsample keeps a last partial group; a detector does not.
             if (size % n) out.Resize(m);
             break;

@@ -5,6 +5,12 @@
 // Static functions only; the class has no state. Conventions:
 // - the first non-const reference is the output; an operation resizes it with the vector's Resize,
 //   so an output vector is reused without allocation once it has grown (a view on it is dropped);
+// - an output may be the same object as an input of its type, a view included, and gets what a
+//   separate output would get, bit for bit. Element-wise and forward-scanning operations (Downsample,
+//   CumSum, Mag of planes, Max, ShiftFreq, Derivative, Unwrap, Detect with n = 1, the residual of
+//   LinearLeastSquareFit, GetFPGAGain) then run in place without allocating; the others (Upsample,
+//   Duplicate, FFTShift, CrossCorr, CrossCorr2, Conv, MovingAverage, Detect with groups) read such
+//   an input from a temporary copy;
 // - lengths are not compared: a two-input operation takes the length of the input that its comment
 //   names, and a shorter second operand is read past its end;
 // - frequencies are fractions of the sample rate (cycles per sample), phases and angles in radians;
@@ -89,7 +95,8 @@ class VELA_API DSPUtils {
     static void MagdB(VecReal64& out, const VecCplx64& in);
     static void Phase(VecReal32& out, const VecCplx32& in);  // atan2(im, re), radians
     static void Phase(VecReal64& out, const VecCplx64& in);
-    // Both outputs resized to in.size.
+    // Both outputs resized to in.size. mag and phase must be two vectors: one vector for both throws
+    // "invalid input parameter".
     static void CartToPolar(VecReal32& mag, VecReal32& phase, const VecCplx32& in);
     // The length is that of mag.
     static void PolarToCart(VecCplx32& out, const VecReal32& mag, const VecReal32& phase);
@@ -102,7 +109,7 @@ class VELA_API DSPUtils {
     // x *= (cos angle, sin angle), each rounded to float.
     static void RotatePhase(VecCplx32& x, float angle);
     // Swaps the halves: with h = n/2 + (n odd), the first h elements (the larger part at an odd n) go
-    // to the back. out must not be in.
+    // to the back.
     static void FFTShift(VecReal32& out, const VecReal32& in);
     static void FFTShift(VecReal64& out, const VecReal64& in);
     static void FFTShift(VecInt32& out, const VecInt32& in);
@@ -126,8 +133,7 @@ class VELA_API DSPUtils {
     // out[k] = sum_i conj(b[i]) a[i + k].
     static void CrossCorr2(VecCplx32& out, const VecCplx32& a, const VecCplx32& b);
     // Full linear convolution, a.size + b.size - 1 elements (none when either is empty). Direct for a
-    // short operand, by FFT overlap-save for long ones; the two agree to rounding. out must be neither
-    // a nor b.
+    // short operand, by FFT overlap-save for long ones; the two agree to rounding.
     static void Conv(VecReal32& out, const VecReal32& a, const VecReal32& b);
     static void Conv(VecReal64& out, const VecReal64& a, const VecReal64& b);
 

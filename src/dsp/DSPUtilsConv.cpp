@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "DSPUtils.h"
+#include "internal/Aliasing.h"
 #include "kernel/FFTPlan.h"
 #include "kernel/Memory.h"
 #include "kernel/SignalKernels.h"
@@ -221,11 +222,14 @@ void ConvT(V& out, const V& a, const V& b, bool isDouble) {
         out.Resize(0);
         return;
     }
+    // Both ways need outputs that do not overlap the operands: an operand that is the output is read
+    // from a copy.
+    const internal::Unaliased<V> sa(a, out), sb(b, out);
     out.Resize(na + nb - 1);
     if (convdetail::UsesFFT(na, nb, isDouble))
-        convdetail::ByFFT(a.Data(), na, b.Data(), nb, out.Data());
+        convdetail::ByFFT(sa->Data(), na, sb->Data(), nb, out.Data());
     else
-        convdetail::Direct(a.Data(), na, b.Data(), nb, out.Data());
+        convdetail::Direct(sa->Data(), na, sb->Data(), nb, out.Data());
 }
 }  // namespace
 

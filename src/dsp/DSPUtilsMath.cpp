@@ -4,6 +4,7 @@
 
 #include "../math/MathUtils.h"
 #include "DSPUtils.h"
+#include "internal/Aliasing.h"
 
 namespace VELA {
 
@@ -24,6 +25,7 @@ float NextPow2Of(float s) {
 
 // out = coefficients / peak, with the largest tap at 1.
 void Normalise(VecReal32& out, const VecReal32& coefficients, float peak) {
+    internal::PrepareInPlace(out, coefficients);  // element by element: runs in place
     const int n = coefficients.GetSize();
     out.Resize(n);
     for (int i = 0; i < n; ++i)
@@ -74,9 +76,10 @@ void DSPUtils::GetFPGAGain(VecReal32& out, float& gain, const VecReal32& coeffic
 
 void DSPUtils::GetFPGAGain(VecReal32& out, float& gain, const VecReal32& coefficients, float refFreq) {
     const float peak = coefficients.Max();
-    Normalise(out, coefficients, peak);
-    // The gain that matters is the magnitude of the response at refFreq.
+    // The gain that matters is the magnitude of the response at refFreq. The taps are taken before out
+    // is written, since out may be the coefficients themselves.
     VecCplx32 c(coefficients);
+    Normalise(out, coefficients, peak);
     c /= Cplx32{peak, 0.0f};
     ShiftFreq(c, refFreq, 0.0f, true);
     const Cplx32 sum = c.Sum();

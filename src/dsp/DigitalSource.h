@@ -61,7 +61,8 @@ class VELA_API DigitalSource {
     // out = `in` shifted and decimated (out resized). Throws VELAException "invalid input parameter"
     // before a successful SetParameters (since construction or the last SetSource) and when `in` holds
     // fewer samples than the pad. An input of exactly the pad gives almost nothing: the caller asks
-    // GetRequiredOrigDataLen for the length that gives the outputs it wants.
+    // GetRequiredOrigDataLen for the length that gives the outputs it wants. out may be in: the block is
+    // shifted into scratch before out is touched.
     void Apply(VecCplx32& out, const VecCplx32& in);
 
     // Self-test under "DigitalSource"; always returns true, the verdicts go into the recorder.

@@ -3,6 +3,7 @@
 #include "kernel/FFTPlan.h"
 #include "kernel/VectorKernels.h"
 #include "kernel/Memory.h"
+#include "internal/Aliasing.h"
 #include "internal/ComplexView.h"
 
 namespace VELA {
@@ -108,18 +109,22 @@ void FT::ComputeFT(const Cplx64* in, Cplx64* out, int length, int forward) {
 }
 
 void FT::Forward(VecCplx32& out, const VecCplx32& in) {
+    internal::PrepareInPlace(out, in);  // the transform stages an input that is its output
     out.Resize(in.GetSize());
     ComputeFT(in.Data(), out.Data(), in.GetSize(), 1);
 }
 void FT::Inverse(VecCplx32& out, const VecCplx32& in) {
+    internal::PrepareInPlace(out, in);  // the transform stages an input that is its output
     out.Resize(in.GetSize());
     ComputeFT(in.Data(), out.Data(), in.GetSize(), 0);
 }
 void FT::Forward(VecCplx64& out, const VecCplx64& in) {
+    internal::PrepareInPlace(out, in);  // the transform stages an input that is its output
     out.Resize(in.GetSize());
     ComputeFT(in.Data(), out.Data(), in.GetSize(), 1);
 }
 void FT::Inverse(VecCplx64& out, const VecCplx64& in) {
+    internal::PrepareInPlace(out, in);  // the transform stages an input that is its output
     out.Resize(in.GetSize());
     ComputeFT(in.Data(), out.Data(), in.GetSize(), 0);
 }
@@ -159,11 +164,13 @@ DFT::~DFT() {
 
 void DFT::Forward(VecCplx32& out, const VecCplx32& in) {
     CheckFixedLength(spec, length, in);
+    internal::PrepareInPlace(out, in);  // the transform stages an input that is its output
     out.Resize(in.GetSize());
     kern::FFTExecC32(spec, F(in.Data()), F(out.Data()), true, workBuf);
 }
 void DFT::Inverse(VecCplx32& out, const VecCplx32& in) {
     CheckFixedLength(spec, length, in);
+    internal::PrepareInPlace(out, in);  // the transform stages an input that is its output
     out.Resize(in.GetSize());
     kern::FFTExecC32(spec, F(in.Data()), F(out.Data()), false, workBuf);
 }
@@ -184,11 +191,13 @@ FFT::~FFT() {
 
 void FFT::Forward(VecCplx32& out, const VecCplx32& in) {
     CheckFixedLength(spec, spec ? 1 << order : 0, in);
+    internal::PrepareInPlace(out, in);  // the transform stages an input that is its output
     out.Resize(in.GetSize());
     kern::FFTExecC32(spec, F(in.Data()), F(out.Data()), true, workBuf);
 }
 void FFT::Inverse(VecCplx32& out, const VecCplx32& in) {
     CheckFixedLength(spec, spec ? 1 << order : 0, in);
+    internal::PrepareInPlace(out, in);  // the transform stages an input that is its output
     out.Resize(in.GetSize());
     kern::FFTExecC32(spec, F(in.Data()), F(out.Data()), false, workBuf);
 }

@@ -4,7 +4,9 @@
 // Scaling with the normalisation flag 2, the one the library uses: Forward is the plain sum
 // X[k] = sum x[n] exp(-2 pi i k n / N), Inverse divides by N.
 // Every transform resizes `out` to the length of `in` (which resets any view on `out`); the length of
-// the transform is the length of `in`. Inputs may be views (ShiftLeft/Truncate) at any alignment.
+// the transform is the length of `in`. Inputs may be views (ShiftLeft/Truncate) at any alignment. The
+// complex transforms run in place when `out` is `in` (a view's elements are first moved to the start
+// of its block), with the same result as into a separate vector.
 #pragma once
 #include "../math/VELAExport.h"
 

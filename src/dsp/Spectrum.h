@@ -57,7 +57,8 @@ class VELA_API Spectrum {
     // out = the spectrum of `in` in display order, GetSize() values, in dB (unit 0) or linear magnitude
     // (any other unit). `in` must hold GetSize() samples; the length is not checked. out is resized.
     void Apply(VecReal32& out, const VecCplx32& in);
-    // Real input: the full N-bin spectrum (the upper half the conjugate mirror of the lower).
+    // Real input: the full N-bin spectrum (the upper half the conjugate mirror of the lower). out may be
+    // in (a view included): the block is windowed into scratch before out is touched.
     void Apply(VecReal32& out, const VecReal32& in);
 
     // The N given to the constructor.

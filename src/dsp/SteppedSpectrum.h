@@ -90,9 +90,11 @@ class VELA_API SteppedSpectrum {
     // First stage: raw magnitudes of this tuning's share of the bins (sub-block magnitudes side by side
     // per bin in the sub-block mode). Input of Apply2 or Apply3.
     void Apply1(VecReal32& out, const VecCplx32& in, int index);
-    // Second stage: display points with detector `det`; may run several times per tuning.
+    // Second stage: display points with detector `det`; may run several times per tuning. out may be in:
+    // the input is read in full before out is written.
     void Apply2(VecReal32& out, const VecReal32& in, int index, DetectorType det);
-    // CISPR stage between the two: acquisition acqIndex of GetCISPRAcqNum() through the detector.
+    // CISPR stage between the two: acquisition acqIndex of GetCISPRAcqNum() through the detector. out
+    // may be in, as in CISPRDetector::Apply.
     void Apply3(VecReal32& out, const VecReal32& in, int index, int acqIndex, DetectorType det);
 
     // Unit of every later conversion: 0 dB, 1 dB plus 10, anything else linear.

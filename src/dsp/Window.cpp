@@ -6,6 +6,7 @@
 #include "../math/MathUtils.h"
 #include "DSPUtils.h"
 #include "internal/CheckedSize.h"
+#include "internal/Aliasing.h"
 #include "kernel/SpectrumKernels.h"
 
 namespace VELA {
@@ -47,7 +48,9 @@ void Window::Apply(VecCplx32& data) {
 }
 
 void Window::Apply(VecCplx32& out, const VecCplx32& in) {
-    // Resize rather than operator=, which would reallocate on every call.
+    // Resize rather than operator=, which would reallocate on every call. Element by element, so out
+    // may be in.
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     ApplyDoubled(coefficients.Data(), size, in.Data(), out.Data(), in.GetSize());
 }
@@ -56,6 +59,7 @@ void Window::Apply(VecReal32& out, const VecReal32& in) {
     // Every second stored float is one coefficient. Reading them in place gives the same products as
     // taking GetCoefficients into a temporary and multiplying, without allocating on the data path.
     // A block longer than the window keeps its tail unchanged, as in the complex forms.
+    internal::PrepareInPlace(out, in);
     const int n = in.GetSize();
     out.Resize(n);
     const int m = n < size ? n : size;

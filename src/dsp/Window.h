@@ -69,10 +69,10 @@ class VELA_API Window {
     // shorter one has only its own points windowed (nothing is written beyond it).
     void Apply(VecCplx32& data);
     // out = in, windowed, in one pass. out is sized to in by Resize (so reused without allocation) and
-    // may be in; the lengths behave as in the in-place form.
+    // may be in, a view included; the lengths behave as in the in-place form.
     void Apply(VecCplx32& out, const VecCplx32& in);
     // Real form: out[i] = in[i] * w[i] for the N coefficients; out is resized to in's size, and the
-    // lengths behave as in the complex forms. Allocates nothing.
+    // lengths behave as in the complex forms. Allocates nothing; out may be in.
     void Apply(VecReal32& out, const VecReal32& in);
 
     // The N coefficients (every second stored float), sum 1.

@@ -5,6 +5,7 @@
 // block. Nothing here checks an index or a length: element access is a plain load or store.
 #pragma once
 #include "VELAExport.h"
+#include <cstddef>
 #include <cstring>
 
 #include "Checksum.h"
@@ -71,6 +72,24 @@ class VELA_API BaseVector {
         data += start;
         size = length;
         return true;
+    }
+
+    // Moves the visible window to the start of the block (data = base), keeping its size and the
+    // elements it shows: what Resize(GetSize()) leaves, but with the view's own elements rather than the
+    // ones it had hidden. Nothing is allocated, and a vector that is not a view is left as it is. An
+    // operation whose output may be its input calls this first, so that its own Resize keeps the input
+    // in place. A window that does not lie inside the block (a Truncate longer than what remains)
+    // throws "invalid input parameter" and changes nothing.
+    void MoveToFront() {
+        if (size <= 0) {
+            data = base;
+            return;
+        }
+        const ptrdiff_t offset = data - base;
+        if (offset < 0 || offset > static_cast<ptrdiff_t>(capacity) - size)
+            VELA_THROW(VELAErrorInvalidInputParameter);
+        if (offset > 0) std::memmove(static_cast<void*>(base), data, sizeof(T) * static_cast<size_t>(size));
+        data = base;
     }
 
     // CRC-32 of the bytes of the visible window.

@@ -12,6 +12,7 @@
 #include "Vector.h"
 #include "kernel/MathKernels.h"
 #include "kernel/VectorKernels.h"
+#include "internal/Aliasing.h"
 #include "internal/ComplexView.h"
 
 namespace VELA {
@@ -74,24 +75,34 @@ template <class Vec>
 void CopyPart(Vec& dst, int dstStart, int length, const Vec& src, int srcStart) {
     MoveElements(dst.Data() + dstStart, src.Data() + srcStart, length);
 }
+// A part of a vector copied to its own start runs in place when it fits the block; a longer part
+// reaches past the vector anyway, and is taken from a copy so that the growth cannot release it.
 template <class Vec>
 void CopyResized(Vec& dst, int length, const Vec& src, int srcStart) {
+    if (&dst == &src && length > dst.GetCapacity()) {
+        const internal::Unaliased<Vec> s(src, dst);
+        CopyResized(dst, length, *s, srcStart);
+        return;
+    }
+    internal::PrepareInPlace(dst, src);
     dst.Resize(length);
     MoveElements(dst.Data(), src.Data() + srcStart, length);
 }
 template <class Vec>
 void AppendParts(Vec& out, const Vec& a, int aStart, int aLength, const Vec& b, int bStart, int bLength) {
+    const internal::Unaliased<Vec> sa(a, out), sb(b, out);
     out.Resize(aLength + bLength);
-    MoveElements(out.Data(), a.Data() + aStart, aLength);
-    MoveElements(out.Data() + aLength, b.Data() + bStart, bLength);
+    MoveElements(out.Data(), sa->Data() + aStart, aLength);
+    MoveElements(out.Data() + aLength, sb->Data() + bStart, bLength);
 }
 template <class Vec>
 void InterleaveElements(Vec& out, const Vec& a, const Vec& b) {
+    const internal::Unaliased<Vec> sa(a, out), sb(b, out);
     const int n = a.GetSize();
     out.Resize(2 * n);
     auto* d = out.Data();
-    const auto* pa = a.Data();
-    const auto* pb = b.Data();
+    const auto* pa = sa->Data();
+    const auto* pb = sb->Data();
     for (int i = 0; i < n; ++i) {
         d[2 * i] = pa[i];
         d[2 * i + 1] = pb[i];
@@ -279,10 +290,12 @@ void MathUtils::Pow10(VecReal64& v) {
 // ============================================================ out of place
 
 void MathUtils::Abs(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().abs_f32(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Abs(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().abs_f64(in.Data(), out.Data(), in.GetSize());
 }
@@ -295,34 +308,42 @@ void MathUtils::Abs(VecReal64& out, const VecCplx64& in) {
     MK().mag_c64(F(in.Data()), out.Data(), in.GetSize());
 }
 void MathUtils::Sqr(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().sqr_f32(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Sqr(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().sqr_f64(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Sqr(VecCplx32& out, const VecCplx32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().sqr_c32(F(in.Data()), F(out.Data()), in.GetSize());
 }
 void MathUtils::Sqr(VecCplx64& out, const VecCplx64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().sqr_c64(F(in.Data()), F(out.Data()), in.GetSize());
 }
 void MathUtils::Sqrt(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().sqrt_f32(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Sqrt(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().sqrt_f64(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Sqrt(VecCplx32& out, const VecCplx32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().sqrt_c32(F(in.Data()), F(out.Data()), in.GetSize());
 }
 void MathUtils::Sqrt(VecCplx64& out, const VecCplx64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().sqrt_c64(F(in.Data()), F(out.Data()), in.GetSize());
 }
@@ -344,111 +365,140 @@ void MathUtils::Ceil(double* d, const double* s, int n) {
         d[i] = std::ceil(s[i]);
 }
 void MathUtils::Floor(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     Floor(out.Data(), in.Data(), in.GetSize());
 }
 void MathUtils::Floor(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     Floor(out.Data(), in.Data(), in.GetSize());
 }
 void MathUtils::Floor(VecCplx32& out, const VecCplx32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     Floor(F(out.Data()), F(in.Data()), 2 * in.GetSize());
 }
 void MathUtils::Floor(VecCplx64& out, const VecCplx64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     Floor(F(out.Data()), F(in.Data()), 2 * in.GetSize());
 }
 void MathUtils::Ceil(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     Ceil(out.Data(), in.Data(), in.GetSize());
 }
 void MathUtils::Ceil(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     Ceil(out.Data(), in.Data(), in.GetSize());
 }
 void MathUtils::Ceil(VecCplx32& out, const VecCplx32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     Ceil(F(out.Data()), F(in.Data()), 2 * in.GetSize());
 }
 void MathUtils::Ceil(VecCplx64& out, const VecCplx64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     Ceil(F(out.Data()), F(in.Data()), 2 * in.GetSize());
 }
 
 void MathUtils::Cos(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().cos_f32(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Cos(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().cos_f64(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Sin(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().sin_f32(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Sin(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().sin_f64(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Atan(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().atan_f32(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Atan(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().atan_f64(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Atan2(VecReal32& out, const VecReal32& y, const VecReal32& x) {
+    internal::PrepareInPlace(out, y);
+    internal::PrepareInPlace(out, x);
     out.Resize(y.GetSize());
     MK().atan2_f32(y.Data(), x.Data(), out.Data(), y.GetSize());
 }
 void MathUtils::Atan2(VecReal64& out, const VecReal64& y, const VecReal64& x) {
+    internal::PrepareInPlace(out, y);
+    internal::PrepareInPlace(out, x);
     out.Resize(y.GetSize());
     MK().atan2_f64(y.Data(), x.Data(), out.Data(), y.GetSize());
 }
 void MathUtils::Log10(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().log10_f32(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Log10(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().log10_f64(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Ln(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().ln_f32(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Ln(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().ln_f64(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Exp(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().exp_f32(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Exp(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().exp_f64(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Erf(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().erf_f32(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Erf(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().erf_f64(in.Data(), out.Data(), in.GetSize());
 }
 void MathUtils::Pow(VecReal32& out, const VecReal32& in, float e) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().powx_f32(in.Data(), e, out.Data(), in.GetSize());
 }
 void MathUtils::Pow(VecReal64& out, const VecReal64& in, float e) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().powx_f64(in.Data(), static_cast<double>(e), out.Data(), in.GetSize());
 }
 void MathUtils::Pow10(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     const int n = in.GetSize();
     out.Resize(n);
     const float* s = in.Data();
@@ -457,6 +507,7 @@ void MathUtils::Pow10(VecReal32& out, const VecReal32& in) {
         d[i] = static_cast<float>(std::pow(10.0, static_cast<double>(s[i])));
 }
 void MathUtils::Pow10(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     const int n = in.GetSize();
     out.Resize(n);
     const double* s = in.Data();
@@ -465,26 +516,32 @@ void MathUtils::Pow10(VecReal64& out, const VecReal64& in) {
         d[i] = std::pow(10.0, s[i]);
 }
 void MathUtils::Conj(VecCplx32& out, const VecCplx32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().conj_c32(F(in.Data()), F(out.Data()), in.GetSize());
 }
 void MathUtils::Conj(VecCplx64& out, const VecCplx64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().conj_c64(F(in.Data()), F(out.Data()), in.GetSize());
 }
 void MathUtils::ConjFlip(VecCplx32& out, const VecCplx32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().conjflip_c32(F(in.Data()), F(out.Data()), in.GetSize());
 }
 void MathUtils::ConjFlip(VecCplx64& out, const VecCplx64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().conjflip_c64(F(in.Data()), F(out.Data()), in.GetSize());
 }
 void MathUtils::Flip(VecCplx32& out, const VecCplx32& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().flip_c32(F(in.Data()), F(out.Data()), in.GetSize());
 }
 void MathUtils::Flip(VecCplx64& out, const VecCplx64& in) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     MK().flip_c64(F(in.Data()), F(out.Data()), in.GetSize());
 }
@@ -496,13 +553,16 @@ void MathUtils::Mul(VecCplx32& c, const VecReal32& r) {
 }
 
 void MathUtils::Ave(VecReal32& out, const VecReal32& a, const VecReal32& b) {
+    // out = a would overwrite b when b is the output.
+    const internal::Unaliased<VecReal32> sb(b, out);
     out = a;
-    out += b;
+    out += *sb;
     out /= 2.0f;
 }
 void MathUtils::Ave(VecReal64& out, const VecReal64& a, const VecReal64& b) {
+    const internal::Unaliased<VecReal64> sb(b, out);
     out = a;
-    out += b;
+    out += *sb;
     out /= 2.0;
 }
 
@@ -530,30 +590,40 @@ void MathUtils::Expj(VecCplx64& out, const VecReal64& phase) {
 }
 
 void MathUtils::Diff(VecReal32& out, const VecReal32& in) {
+    internal::PrepareInPlace(out, in);
     DiffLoop(out, in);
 }
 void MathUtils::Diff(VecReal64& out, const VecReal64& in) {
+    internal::PrepareInPlace(out, in);
     DiffLoop(out, in);
 }
 
 void MathUtils::Polyval(VecReal32& out, const VecReal32& x, const VecReal32& c) {
+    // Every output reads all of c, so c is copied when it is the output; x is read element by element.
+    const internal::Unaliased<VecReal32> coef(c, out);
+    internal::PrepareInPlace(out, x);
     const int n = x.GetSize();
     out.Resize(n);
     for (int i = 0; i < n; ++i)
-        Polyval(out[i], x[i], c);
+        Polyval(out[i], x[i], *coef);
 }
 void MathUtils::Polyval(VecReal64& out, const VecReal64& x, const VecReal64& c) {
+    // Every output reads all of c, so c is copied when it is the output; x is read element by element.
+    const internal::Unaliased<VecReal64> coef(c, out);
+    internal::PrepareInPlace(out, x);
     const int n = x.GetSize();
     out.Resize(n);
     for (int i = 0; i < n; ++i)
-        Polyval(out[i], x[i], c);
+        Polyval(out[i], x[i], *coef);
 }
 
 void MathUtils::Sinc(VecReal32& out, const VecReal32& in, float eps) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     SincLoop(out.Data(), in.Data(), in.GetSize(), eps);
 }
 void MathUtils::Sinc(VecReal64& out, const VecReal64& in, float eps) {
+    internal::PrepareInPlace(out, in);
     out.Resize(in.GetSize());
     SincLoop(out.Data(), in.Data(), in.GetSize(), eps);
 }

@@ -4,9 +4,14 @@
 //
 // Conventions:
 // - The first non-const reference is the output. Out-of-place forms Op(out, in) first do
-//   out.Resize(in.GetSize()) and then write that many elements; out and in may be the same object for
-//   the element-wise functions. Resize drops a ShiftLeft/Truncate window, so a narrowed vector must not
-//   be an output.
+//   out.Resize(in.GetSize()) and then write that many elements. Resize drops a ShiftLeft/Truncate
+//   window, so an output that is only an output always starts at the beginning of its block.
+// - Aliasing: every output may be the same object as any input of its type, a view included, and the
+//   result is the one a separate output would get, bit for bit. The element-wise functions (and Diff,
+//   Sinc, Polyval's x, Atan2, Flip, ConjFlip, the Copy family) then run in place without allocating: a
+//   view's elements are first moved to the start of its block, so the Resize keeps them. The others
+//   (Append, Interleave, Ave's b, Polyval's c, the matrix products and Trns) read such an input from a
+//   temporary copy. A call with separate operands costs nothing extra.
 // - Nothing checks ranges or compares lengths: callers keep operands long enough.
 // - The transcendental functions (Cos ... Pow, Expj) are the full-accuracy ones: within 1 ulp of the exact
 //   result in the vector's precision. Out-of-domain inputs give the IEEE results (NaN, +-Inf).
@@ -81,7 +86,8 @@ class VELA_API MathUtils {
     static void Flip(VecReal32& v);  // reversal
     static void Flip(VecReal64& v);
     static void Conj(VecCplx32& v);
-    // Resize(size) first, which resets a ShiftLeft/Truncate window before conjugating.
+    // Resize(size) first, which resets a ShiftLeft/Truncate window before conjugating: on a view this
+    // conjugates the first size elements of the block, not the view (kept as it has always behaved).
     static void Conj(VecCplx64& v);
     // log10(x + g) with the guard g = 9.99994610111476e-41 (the float nearest 1e-40), so that 0 gives
     // about -40 instead of -Inf. In VecReal32 x + g is rounded to float first, where the guard survives
@@ -190,7 +196,8 @@ class VELA_API MathUtils {
     static void Copy(VecCplx64& dst, int dstStart, int length, const VecCplx64& src, int srcStart);
     // The same operation with the arguments in this order.
     static void Copy(int dstStart, VecCplx32& dst, int length, int srcStart, const VecCplx32& src);
-    // dst.Resize(length), then length elements from src[srcStart] to dst[0].
+    // dst.Resize(length), then length elements from src[srcStart] to dst[0]. With src == dst this keeps
+    // a part of the vector (of a view: of what the view shows), in place.
     static void Copy(VecReal32& dst, int length, const VecReal32& src, int srcStart);
     static void Copy(VecReal64& dst, int length, const VecReal64& src, int srcStart);
     static void Copy(VecCplx32& dst, int length, const VecCplx32& src, int srcStart);
@@ -206,8 +213,8 @@ class VELA_API MathUtils {
     static void Copy(VecReal64& dst, int length, const VecInt32& src, int srcStart);
     static void Copy(VecReal64& dst, int length, const VecUInt32& src, int srcStart);
 
-    // out = a[aStart .. aStart + aLength) followed by b[bStart .. bStart + bLength). out must be neither a
-    // nor b (its Resize may release the block).
+    // out = a[aStart .. aStart + aLength) followed by b[bStart .. bStart + bLength). out may be a or b
+    // (they are then read from a copy).
     static void Append(VecReal32& out, const VecReal32& a, int aStart, int aLength, const VecReal32& b,
                        int bStart, int bLength);
     static void Append(VecReal64& out, const VecReal64& a, int aStart, int aLength, const VecReal64& b,
@@ -231,7 +238,8 @@ class VELA_API MathUtils {
 
     // Removes the elements at the listed positions (ascending, no repeats), keeping the order of the rest.
     // The new size is v.size - indices.size whatever the indices are, so an index out of range or out of
-    // order still shortens the vector by one.
+    // order still shortens the vector by one. A view is first moved to the start of its block, where the
+    // result then stands.
     static void DeleteElement(VecReal32& v, const VecInt32& indices);
     static void DeleteElement(VecReal64& v, const VecInt32& indices);
 
@@ -239,10 +247,10 @@ class VELA_API MathUtils {
     // out[i] = dot(v, row i), rows read with the stride v.size (which must equal m's columns).
     static void Mul(VecReal32& out, const MatReal32& m, const VecReal32& v);
     static void Mul(VecReal64& out, const MatReal64& m, const VecReal64& v);
-    // The matrix product a b, each element summed in double over a's columns. out must be neither a nor b.
+    // The matrix product a b, each element summed in double over a's columns. out may be a or b.
     static void Mul(MatReal32& out, const MatReal32& a, const MatReal32& b);
     static void Mul(MatReal64& out, const MatReal64& a, const MatReal64& b);
-    // out = in transposed (cols x rows). out must not be in.
+    // out = in transposed (cols x rows). out may be in.
     static void Trns(MatReal32& out, const MatReal32& in);
     static void Trns(MatReal64& out, const MatReal64& in);
     // m = the n x n identity (by Resize, so a larger capacity is kept).

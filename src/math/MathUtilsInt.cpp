@@ -3,6 +3,7 @@
 #include "IntVector.h"
 #include "MathUtils.h"
 #include "Vector.h"
+#include "internal/Aliasing.h"
 
 namespace VELA {
 
@@ -17,6 +18,14 @@ void SetAll(Vec& v, T value) {
 
 template <class Vec>
 void CopyByLoop(Vec& dst, int length, const Vec& src, int srcStart) {
+    // A part of the vector itself: in place when it fits the block, from a copy otherwise (see the
+    // float forms in MathUtils.cpp).
+    if (&dst == &src && length > dst.GetCapacity()) {
+        const internal::Unaliased<Vec> s(src, dst);
+        CopyByLoop(dst, length, *s, srcStart);
+        return;
+    }
+    internal::PrepareInPlace(dst, src);
     dst.Resize(length);
     auto* d = dst.Data();
     const auto* s = src.Data() + srcStart;
@@ -38,6 +47,9 @@ void WidenToDouble(VecReal64& dst, int length, const IntVec& src, int srcStart) 
 
 template <class Vec>
 void DeleteAt(Vec& v, const VecInt32& indices) {
+    // The final Resize returns to the start of the block: a view is moved there first, so that what
+    // remains is the view's elements.
+    v.MoveToFront();
     const int n = v.GetSize(), m = indices.GetSize();
     auto* d = v.Data();
     const int* idx = indices.Data();

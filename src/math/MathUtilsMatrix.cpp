@@ -6,6 +6,7 @@
 #include "kernel/Lapack.h"
 #include "kernel/MathKernels.h"
 #include "matrix.h"
+#include "internal/Aliasing.h"
 
 namespace VELA {
 
@@ -13,27 +14,34 @@ using kern::MK;
 
 namespace {
 
+// Every output element reads a whole row of a and column of b, and the transpose moves every element:
+// an operand that is also the output is read from a copy (Unaliased), taken before out is resized.
 template <class T, class Mat>
 void MatMul(Mat& out, const Mat& a, const Mat& b) {
-    const int rows = a.GetRows(), inner = a.GetCols(), cols = b.GetCols();
+    const internal::Unaliased<Mat> sa(a, out), sb(b, out);
+    const Mat& x = *sa;
+    const Mat& y = *sb;
+    const int rows = x.GetRows(), inner = x.GetCols(), cols = y.GetCols();
     out.Resize(rows, cols);
     for (int i = 0; i < rows; ++i)
         for (int j = 0; j < cols; ++j) {
             // One rounding per element: the running sum is held in double in both precisions.
             double sum = 0;
             for (int k = 0; k < inner; ++k)
-                sum += static_cast<double>(a[i][k]) * static_cast<double>(b[k][j]);
+                sum += static_cast<double>(x[i][k]) * static_cast<double>(y[k][j]);
             out[i][j] = static_cast<T>(sum);
         }
 }
 
 template <class Mat>
 void Transpose(Mat& out, const Mat& in) {
-    const int rows = in.GetRows(), cols = in.GetCols();
+    const internal::Unaliased<Mat> src(in, out);
+    const Mat& m = *src;
+    const int rows = m.GetRows(), cols = m.GetCols();
     out.Resize(cols, rows);
     for (int i = 0; i < rows; ++i)
         for (int j = 0; j < cols; ++j)
-            out[j][i] = in[i][j];
+            out[j][i] = m[i][j];
 }
 
 template <class Mat>
@@ -90,16 +98,20 @@ void Invert(Mat& out, const Mat& in) {
 }  // namespace
 
 void MathUtils::Mul(VecReal32& out, const MatReal32& m, const VecReal32& v) {
+    // Every output reads all of v: a v that is the output is read from a copy.
+    const internal::Unaliased<VecReal32> src(v, out);
     const int rows = m.GetRows(), stride = v.GetSize();
     out.Resize(rows);
     for (int i = 0; i < rows; ++i)
-        out[i] = MK().dotprod_f32(v.Data(), m.Data() + static_cast<int64_t>(i) * stride, stride);
+        out[i] = MK().dotprod_f32(src->Data(), m.Data() + static_cast<int64_t>(i) * stride, stride);
 }
 void MathUtils::Mul(VecReal64& out, const MatReal64& m, const VecReal64& v) {
+    // Every output reads all of v: a v that is the output is read from a copy.
+    const internal::Unaliased<VecReal64> src(v, out);
     const int rows = m.GetRows(), stride = v.GetSize();
     out.Resize(rows);
     for (int i = 0; i < rows; ++i)
-        out[i] = MK().dotprod_f64(v.Data(), m.Data() + static_cast<int64_t>(i) * stride, stride);
+        out[i] = MK().dotprod_f64(src->Data(), m.Data() + static_cast<int64_t>(i) * stride, stride);
 }
 
 void MathUtils::Mul(MatReal32& out, const MatReal32& a, const MatReal32& b) {

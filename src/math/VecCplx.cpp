@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "Vector.h"
@@ -133,6 +134,15 @@ void VecCplx32::Mul(const float& s) {
     K().mulc_f32(F(data), s, 2 * size);
 }
 void VecCplx32::Sub(const VecCplx32& other, int dstStart, int srcStart, int length) {
+    // Two overlapping parts of this vector: the kernel would read elements it has already changed, so
+    // the subtrahend is taken from a copy. Disjoint parts, or the same part, run in place.
+    if (&other == this && dstStart != srcStart && length > 0 &&
+        std::llabs(static_cast<long long>(dstStart) - srcStart) < length) {
+        VecCplx32 part;
+        part.Import(data + srcStart, length);
+        K().sub_c32(F(data + dstStart), F(part.data), length);
+        return;
+    }
     K().sub_c32(F(data + dstStart), F(other.data + srcStart), length);
 }
 

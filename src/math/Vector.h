@@ -8,6 +8,8 @@
 //   callers keep lengths equal.
 // - Copies are deep and exact: the copy constructor and operator= allocate exactly the source's size
 //   (operator= never reuses capacity), while Resize and Import reuse capacity.
+// - An operand may be `this` itself (v.Add(v), v.Mul(v), ...), a view included: the operations are
+//   element-wise and run in place; self-assignment changes nothing.
 // - Div throws "divide-by-zero error": by a vector, after every element was written (a zero divisor
 //   leaves +-Inf or NaN); by a zero scalar, with the vector unchanged.
 // - Scratch-free: nothing allocates except constructors, operator=, and Resize/Import when growing.
@@ -212,7 +214,8 @@ class VELA_API VecCplx32 : public BaseVector<Cplx32> {
     void Div(const Cplx32& s);
     // Scales real and imaginary parts alike.
     void Mul(const float& s);
-    // this[dstStart + k] -= other[srcStart + k] for k < length; unchecked.
+    // this[dstStart + k] -= other[srcStart + k] for k < length; unchecked. other may be this, with
+    // overlapping parts: every subtrahend is the value before the call.
     void Sub(const VecCplx32& other, int dstStart, int srcStart, int length);
     VecCplx32& operator+=(const VecCplx32& v) {
         Add(v);
