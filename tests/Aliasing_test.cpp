@@ -487,6 +487,42 @@ std::vector<AliasCase> BuildTable() {
         Aliased<VecUInt32>(7, [](VecUInt32& o, const VecUInt32& i) { o = i; }, {true, true});
         Aliased<VecUInt8>(7, [](VecUInt8& o, const VecUInt8& i) { o = i; }, {true, true});
     }));
+    // Import and Export of the vector's own elements, with a pointer into the vector's own block.
+    t.push_back(ALIAS_CASE(Vectors_ImportFromOwnBlock, {
+        auto tail = [](auto& o, const auto& i) { o.Import(i.Data() + 3, i.GetSize() - 3); };
+        Aliased<R32>(12, tail, {true});
+        Aliased<R64>(12, tail, {true});
+        Aliased<C32>(12, tail, {true});
+        Aliased<C64>(12, tail, {true});
+        Aliased<VecUInt8>(12, tail, {true});
+        Aliased<VecInt16>(12, tail, {true});
+        Aliased<C32>(12,
+                     [](C32& o, const C32& i) {
+                         o.Import(reinterpret_cast<const float*>(i.Data() + 2), i.GetSize() - 2);
+                     },
+                     {true});
+    }));
+    t.push_back(ALIAS_CASE(Vectors_ExportIntoOwnBlock, {
+        // The reference exports the copy into a vector holding the same values.
+        auto shift = [](auto& o, const auto& i) { i.Export(o.Data() + 2, i.GetSize() - 2); };
+        Aliased<R32>(12, shift, {true, true});
+        Aliased<R64>(12, shift, {true, true});
+        Aliased<C32>(12, shift, {true, true});
+        Aliased<C64>(12, shift, {true, true});
+        Aliased<VecUInt8>(12, shift, {true, true});
+        Aliased<VecInt16>(12, shift, {true, true});
+    }));
+    t.push_back(ALIAS_CASE(Matrices_ImportFromOwnBlock, {
+        AliasedMat<MatReal32>(4, 3, [](MatReal32& o, const MatReal32& i) { o.Import(i.Data() + 3, 3, 3); });
+        AliasedMat<MatReal64>(4, 3, [](MatReal64& o, const MatReal64& i) { o.Import(i.Data() + 3, 3, 3); });
+        BitVector b(4, 5), ref(4, 5);
+        for (int k = 0; k < 20; ++k)
+            b[k / 5][k % 5] = static_cast<unsigned char>(k % 3 == 0 ? 255 : k % 2);
+        const BitVector copy(b);
+        ref.Import(copy[0] + 5, 3, 5);
+        b.Import(b[0] + 5, 3, 5);
+        EXPECT_TRUE(b.IsEqual(ref));
+    }));
     t.push_back(ALIAS_CASE(Matrices_ArithmeticWithItselfAndSelfAssignment, {
         // `this` starts as the operand's value in the reference call.
         AliasedMat<MatReal32>(3, 4, [](MatReal32& o, const MatReal32& i) {

@@ -110,6 +110,50 @@ TEST_P(SignalKernelLevels, ElementWiseKernelsMatchReferenceBitForBit) {
         }
 }
 
+// The kernels whose output may be an input (the signal utilities run them in place on an output that is
+// its own input) give, with d == s, exactly what they give into a separate buffer; reference level too.
+void CheckInPlaceForms(const kern::SignalKernelTable& t) {
+    for (int n : kLengths)
+        for (int off : kOffsets) {
+            SCOPED_TRACE(testing::Message() << t.name << " n=" << n << " offset=" << off);
+            const auto x = Uniform(2 * n + 2, 21 + n, -3, 3), y = Uniform(2 * n + 2, 23 + n, -3, 3);
+            for (int step : {1, 2}) {
+                const int count = step == 1 ? n : 2 * n;
+                Buf a(x, off), sep(2 * n + 2, off);
+                t.diff_f32(a.Data(), sep.Data(), count, step);
+                t.diff_f32(a.Data(), a.Data(), count, step);
+                EXPECT_EQ(a.Get(count), sep.Get(count)) << "diff_f32 step " << step;
+                BufD da(x, off), dsep(2 * n + 2, off);
+                t.diff_f64(da.Data(), dsep.Data(), count, step);
+                t.diff_f64(da.Data(), da.Data(), count, step);
+                EXPECT_EQ(da.Get(count), dsep.Get(count)) << "diff_f64 step " << step;
+            }
+            for (bool intoFirst : {true, false}) {
+                Buf a(x, off), b(y, off), sep(2 * n + 2, off);
+                float* d = intoFirst ? a.Data() : b.Data();
+                t.max_pair_f32(a.Data(), b.Data(), sep.Data(), n);
+                t.max_pair_f32(a.Data(), b.Data(), d, n);
+                EXPECT_EQ(intoFirst ? a.Get(n) : b.Get(n), sep.Get(n)) << "max_pair_f32";
+                BufD da(x, off), db(y, off), dsep(2 * n + 2, off);
+                double* dd = intoFirst ? da.Data() : db.Data();
+                t.max_pair_f64(da.Data(), db.Data(), dsep.Data(), n);
+                t.max_pair_f64(da.Data(), db.Data(), dd, n);
+                EXPECT_EQ(intoFirst ? da.Get(n) : db.Get(n), dsep.Get(n)) << "max_pair_f64";
+                Buf re(x, off), im(y, off), msep(2 * n + 2, off);
+                float* md = intoFirst ? re.Data() : im.Data();
+                t.magnitude_f32(re.Data(), im.Data(), msep.Data(), n);
+                t.magnitude_f32(re.Data(), im.Data(), md, n);
+                EXPECT_EQ(intoFirst ? re.Get(n) : im.Get(n), msep.Get(n)) << "magnitude_f32";
+            }
+        }
+}
+
+TEST(SignalKernels, InPlaceFormsMatchSeparateOutputAtEveryLevel) {
+    CheckInPlaceForms(Ref());
+    for (kern::Variant l : OptimisedLevels())
+        CheckInPlaceForms(*kern::SignalTableFor(l));
+}
+
 TEST_P(SignalKernelLevels, MaxPairTakesSecondOperandOnTiesAndNaN) {
     const float nan = std::nanf("");
     float a[] = {1, 2, nan, 5, -0.0f}, b[] = {1, 3, 4, nan, 0.0f}, d[5];

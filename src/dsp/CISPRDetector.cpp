@@ -316,8 +316,9 @@ void CISPRDetector::ApplyQP(VecReal32& out, const VecReal32& in) {
 
 void CISPRDetector::Apply(VecReal32& out, const VecReal32& in, int index, int count, DetectorType det) {
     // Every detector works bin by bin, reading in[i] before out[i] is written, so out may be in; a view
-    // is moved to the start of its block first, where the Resize of out leaves it.
-    internal::PrepareInPlace(out, in);
+    // is moved to the start of its block first, where the Resize of out leaves it. Other values of det
+    // leave out as it is.
+    if (IsCISPRDetector(det)) internal::PrepareInPlace(out, in);
     const int n = in.GetSize();
     switch (det) {
         case DetectorCISPRQuasiPeak:

@@ -18,6 +18,8 @@
 // Either way the result is the one the same call gives with a separate output, bit for bit.
 #pragma once
 
+#include <optional>
+
 namespace VELA::internal {
 
 template <class Vec>
@@ -30,8 +32,9 @@ class Unaliased {
   public:
     Unaliased(const Vec& in, const Vec& out) : src_(&in) {
         if (&in == &out) {
-            copy_ = in;  // a deep copy of the visible window
-            src_ = &copy_;
+            copy_.emplace();
+            *copy_ = in;  // a deep copy of the visible window
+            src_ = &*copy_;
         }
     }
     Unaliased(const Unaliased&) = delete;
@@ -41,7 +44,7 @@ class Unaliased {
     const Vec* operator->() const { return src_; }
 
   private:
-    Vec copy_;  // empty (no block) unless the input is the output
+    std::optional<Vec> copy_;  // only when the input is the output: nothing is built otherwise
     const Vec* src_;
 };
 

@@ -15,7 +15,7 @@ struct SignalKernelTable {
     const char* name;
 
     // ---- magnitude and polar form (the complex magnitude, power and phase are in the math family) ----
-    // d[i] = sqrt(re[i]^2 + im[i]^2) from separate planes, computed in double.
+    // d[i] = sqrt(re[i]^2 + im[i]^2) from separate planes, computed in double. d may be re or im.
     void (*magnitude_f32)(const float* re, const float* im, float* d, int n);
     // d[i] = (mag[i] cos(phase[i]), mag[i] sin(phase[i])); the trigonometry is done in double.
     void (*polar_to_cart_c32)(const float* mag, const float* phase, float* d, int n);
@@ -52,10 +52,11 @@ struct SignalKernelTable {
     void (*tone_mul_c32)(const float* s, float* d, int n, double freq, double phase, bool conjugate);
 
     // ---- element-wise helpers ----
-    // d[k] = s[k + step] - s[k] for k < n (step 2 differentiates interleaved complex data).
+    // d[k] = s[k + step] - s[k] for k < n (step 2 differentiates interleaved complex data). d may be s:
+    // every level runs forward, reading s[k] and s[k + step] before d[k] is written.
     void (*diff_f32)(const float* s, float* d, int n, int step);
     void (*diff_f64)(const double* s, double* d, int n, int step);
-    // d[i] = (b[i] < a[i]) ? a[i] : b[i]: a tie or a NaN takes b.
+    // d[i] = (b[i] < a[i]) ? a[i] : b[i]: a tie or a NaN takes b. d may be a or b.
     void (*max_pair_f32)(const float* a, const float* b, float* d, int n);
     void (*max_pair_f64)(const double* a, const double* b, double* d, int n);
 };

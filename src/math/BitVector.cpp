@@ -95,12 +95,12 @@ void BitVector::Not(BitVector& out, const BitVector& a) const {
 
 void BitVector::Import(const unsigned char* p, int r, int c) {
     Resize(r, c);
-    if (size > 0) std::memcpy(data, p, static_cast<size_t>(size));
+    if (size > 0) std::memmove(data, p, static_cast<size_t>(size));  // p may lie in this block
 }
 
 void BitVector::Export(unsigned char* p, int words) const {
     const long long n = static_cast<long long>(cols) * words;
-    if (n > 0) std::memcpy(p, data, static_cast<size_t>(n));
+    if (n > 0) std::memmove(p, data, static_cast<size_t>(n));
 }
 
 void BitVector::Import(const VecInt16& v, int count, int start, int wordLength) {

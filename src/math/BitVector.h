@@ -50,7 +50,7 @@ class VELA_API BitVector : public BaseMatrix<unsigned char> {
     // out.Resize(a's shape), then the bytewise complement of a: 0 becomes 255 and 1 becomes 254.
     void Not(BitVector& out, const BitVector& a) const;
 
-    // Resize(rows, cols), then rows * cols bytes from p.
+    // Resize(rows, cols), then rows * cols bytes from p, which may point into this table's own block.
     void Import(const unsigned char* p, int rows, int cols);
     // The first `words` rows (cols * words bytes) to p.
     void Export(unsigned char* p, int words) const;

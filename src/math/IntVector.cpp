@@ -13,9 +13,11 @@ using kern::IntK;
 
 namespace {
 
+// memmove, not memcpy: Import and Export may be handed a pointer into the vector's own block (a part
+// of it moved to its start), and memmove costs the same when the two do not overlap.
 template <class T>
 void CopyElements(T* d, const T* s, int n) {
-    if (n > 0) std::memcpy(d, s, sizeof(T) * static_cast<size_t>(n));
+    if (n > 0) std::memmove(d, s, sizeof(T) * static_cast<size_t>(n));
 }
 
 // The console print shared by the integer vectors: every element, or the first and last n around a

@@ -6,7 +6,9 @@
 // - every operation acts on the visible window (Data(), GetSize()) and on this->GetSize() elements;
 //   second operands are not compared in length;
 // - copies are deep and exact, operator= never reuses capacity, Import reuses it through Resize
-//   (except the copy constructors of VecInt32 and VecUInt32, see there);
+//   (except the copy constructors of VecInt32 and VecUInt32, see there); Import and Export may be given
+//   a pointer into the vector's own block (their copies are overlap-safe), and an operand may be the
+//   vector itself;
 // - an allocation failure throws "memory allocation error" (no report file for these classes).
 //
 // VecInt32 and VecUInt32 are incomplete on purpose: their copy constructors allocate nothing and most

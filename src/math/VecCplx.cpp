@@ -22,10 +22,12 @@ int FailedBytes(int n, int elementSize) {
 // Interleaved views of the complex records for the kernels (a record is two plain scalars).
 using internal::F;
 
+// memmove, not memcpy: Import and Export may be handed a pointer into the vector's own block (a part
+// of it moved to its start), and memmove costs the same when the two do not overlap.
 template <class T>
 void CopyElements(T* d, const T* s, int n) {
     if (n > 0)
-        std::memcpy(static_cast<void*>(d), static_cast<const void*>(s), sizeof(T) * static_cast<size_t>(n));
+        std::memmove(static_cast<void*>(d), static_cast<const void*>(s), sizeof(T) * static_cast<size_t>(n));
 }
 
 // Index of the element of largest (kMax) or smallest squared magnitude, the earliest on ties.

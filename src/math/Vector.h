@@ -9,7 +9,9 @@
 // - Copies are deep and exact: the copy constructor and operator= allocate exactly the source's size
 //   (operator= never reuses capacity), while Resize and Import reuse capacity.
 // - An operand may be `this` itself (v.Add(v), v.Mul(v), ...), a view included: the operations are
-//   element-wise and run in place; self-assignment changes nothing.
+//   element-wise and run in place; self-assignment changes nothing. Import and Export of the vector's
+//   own element type may be given a pointer into its own block (v.Import(v.Data() + k, n - k) keeps
+//   the tail): their copies are overlap-safe.
 // - Div throws "divide-by-zero error": by a vector, after every element was written (a zero divisor
 //   leaves +-Inf or NaN); by a zero scalar, with the vector unchanged.
 // - Scratch-free: nothing allocates except constructors, operator=, and Resize/Import when growing.

@@ -73,7 +73,7 @@ class VELA_API MatReal32 : public BaseMatrix<float> {
         return *this;
     }
 
-    // Resize(rows, cols), then rows * cols elements from p.
+    // Resize(rows, cols), then rows * cols elements from p, which may point into this matrix's own block.
     void Import(const float* p, int rows, int cols);
     // v.size elements to the start of row `row`; no resize, no check (a longer v runs into the next rows).
     void Import(int row, const VecReal32& v);
