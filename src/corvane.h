@@ -14,6 +14,7 @@
 #include "math/Complex.h"
 #include "math/MathUtils.h"
 #include "dsp/FT.h"
+#include "dsp/FFTPlanning.h"
 #include "dsp/DSPUtils.h"
 #include "dsp/Window.h"
 #include "dsp/BlackmanHarrisWindow.h"

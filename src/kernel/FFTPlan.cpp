@@ -3,10 +3,13 @@
 #include <fftw3.h>
 
 #include <atomic>
+#include <cctype>
 #include <cmath>
+#include <cstdlib>
 #include <cstdint>
 #include <cstring>
 #include <mutex>
+#include <string>
 
 #include "kernel/VectorKernels.h"
 
@@ -22,18 +25,41 @@ std::mutex& PlannerLock() {
     return m;
 }
 
-// How hard the planner works, by the size of the transform (measured in bench/RESULTS.md, "FFTW
-// planning rigour"). While n complex points take less than 2 MiB (n < 2^18 in float, 2^17 in double)
-// FFTW_MEASURE's plans ran up to about 40% faster than FFTW_ESTIMATE's (median about 10%), often not
-// at all or slower, but took 0.1 to 3.6 s each to make against under 2 ms, and a process pays that once
-// per length, kind and direction: with MEASURE everywhere the test suite spent most of its CPU time
-// planning. From 2 MiB on, ESTIMATE's plans ran 1.7 to 2 times slower, and MEASURE's seconds of planning
-// are repaid within a few thousand transforms. Real transforms follow the complex rule for their length
-// (not measured).
+// How hard the planner works by default, by the size of the transform (measured in bench/RESULTS.md,
+// "FFTW planning rigour"). While n complex points take less than 2 MiB (n < 2^18 in float, 2^17 in
+// double) FFTW_MEASURE's plans ran up to about 40% faster than FFTW_ESTIMATE's (median about 10%), often
+// not at all or slower, but took 0.1 to 3.6 s each to make against under 2 ms, and a process pays that
+// once per length, kind and direction: with MEASURE everywhere the test suite spent most of its CPU
+// time planning. From 2 MiB on, ESTIMATE's plans ran 1.7 to 2 times slower, and MEASURE's seconds of
+// planning are repaid within a few thousand transforms. Real transforms follow the complex rule for
+// their length (not measured). An application that can afford more planning asks for it with
+// SetFFTPlannerRigour.
 constexpr size_t kMeasureFromBytes = size_t{2} << 20;
-unsigned PlannerFlags(FFTKind kind, int length) {
+
+// The rigour chosen by the application (FFTRigour), and FFTW's time limit per plan in seconds (< 0:
+// none). Read under the planner lock, written with it held.
+std::atomic<int> g_rigour{static_cast<int>(FFTRigour::Automatic)};
+double g_timeLimit = -1.0;
+
+unsigned AutomaticFlags(FFTKind kind, int length) {
     const size_t point = (kind == FFTKind::R64 || kind == FFTKind::C64 ? sizeof(double) : sizeof(float)) * 2;
     return static_cast<size_t>(length) * point >= kMeasureFromBytes ? FFTW_MEASURE : FFTW_ESTIMATE;
+}
+
+unsigned PlannerFlags(FFTKind kind, int length) {
+    switch (static_cast<FFTRigour>(g_rigour.load(std::memory_order_relaxed))) {
+        case FFTRigour::Estimate:
+            return FFTW_ESTIMATE;
+        case FFTRigour::Measure:
+            return FFTW_MEASURE;
+        case FFTRigour::Patient:
+            return FFTW_PATIENT;
+        case FFTRigour::Exhaustive:
+            return FFTW_EXHAUSTIVE;
+        case FFTRigour::Automatic:
+            break;
+    }
+    return AutomaticFlags(kind, length);
 }
 
 template <class T>
@@ -54,6 +80,7 @@ struct Fftw<float> {
         return fftwf_plan_dft_c2r_1d(n, static_cast<cpx*>(i), static_cast<float*>(o), f);
     }
     static void destroy(plan p) { fftwf_destroy_plan(p); }
+    static void set_timelimit(double t) { fftwf_set_timelimit(t); }
     static void exec_c2c(plan p, const float* i, float* o) {
         fftwf_execute_dft(p, reinterpret_cast<cpx*>(const_cast<float*>(i)), reinterpret_cast<cpx*>(o));
     }
@@ -82,6 +109,7 @@ struct Fftw<double> {
         return fftw_plan_dft_c2r_1d(n, static_cast<cpx*>(i), static_cast<double*>(o), f);
     }
     static void destroy(plan p) { fftw_destroy_plan(p); }
+    static void set_timelimit(double t) { fftw_set_timelimit(t); }
     static void exec_c2c(plan p, const double* i, double* o) {
         fftw_execute_dft(p, reinterpret_cast<cpx*>(const_cast<double*>(i)), reinterpret_cast<cpx*>(o));
     }
@@ -113,7 +141,7 @@ struct FFTPlan {
 namespace {
 
 template <class T>
-void* MakeOne(const FFTPlan& p, int dir, bool unaligned) {
+void* MakeOne(const FFTPlan& p, int dir, bool unaligned, unsigned extraFlags = 0) {
     using F = Fftw<T>;
     const int n = p.n;
     // Complex arrays of n points hold every layout used here (real data use the first n values).
@@ -124,7 +152,9 @@ void* MakeOne(const FFTPlan& p, int dir, bool unaligned) {
     if (a && b) {
         // See Get: the unaligned plans are made inside execution, so never by a measuring planner.
         unsigned flags = unaligned ? (FFTW_ESTIMATE | FFTW_UNALIGNED) : PlannerFlags(p.kind, n);
-        g_plannerCalls.fetch_add(1, std::memory_order_relaxed);
+        flags |= extraFlags;
+        F::set_timelimit(g_timeLimit);
+        if (!(extraFlags & FFTW_WISDOM_ONLY)) g_plannerCalls.fetch_add(1, std::memory_order_relaxed);
         typename F::plan pl;
         if (!p.isReal)
             pl = F::c2c(n, a, b, dir == kForward ? FFTW_FORWARD : FFTW_BACKWARD, flags);
@@ -269,6 +299,114 @@ size_t FFTWorkBytes(FFTKind kind, int length) {
 
 size_t FFTWorkBytes(const FFTPlan* p) {
     return p ? FFTWorkBytes(p->kind, p->n) : 0;
+}
+
+void SetFFTPlannerRigour(FFTRigour rigour, double secondsPerPlan) {
+    std::lock_guard<std::mutex> lock(PlannerLock());
+    g_rigour.store(static_cast<int>(rigour), std::memory_order_relaxed);
+    g_timeLimit = secondsPerPlan > 0 && std::isfinite(secondsPerPlan) ? secondsPerPlan : -1.0;
+}
+
+FFTRigour GetFFTPlannerRigour() {
+    return static_cast<FFTRigour>(g_rigour.load(std::memory_order_relaxed));
+}
+
+double GetFFTPlannerTimeLimit() {
+    std::lock_guard<std::mutex> lock(PlannerLock());
+    return g_timeLimit;
+}
+
+namespace {
+
+// FFTW's wisdom is kept per precision, as one s-expression each: "(fftw-3.3.10 fftwf_wisdom ...)" and
+// "(fftw-3.3.10 fftw_wisdom ...)". Our text is the two one after the other, float first.
+std::string TakeString(char* s, void (*release)(void*)) {
+    std::string r = s ? s : "";
+    if (s) release(s);
+    return r;
+}
+
+}  // namespace
+
+std::string FFTExportWisdom() {
+    std::lock_guard<std::mutex> lock(PlannerLock());
+    std::string text = TakeString(fftwf_export_wisdom_to_string(), std::free);
+    text += TakeString(fftw_export_wisdom_to_string(), std::free);
+    return text;
+}
+
+bool FFTImportWisdom(const std::string& text) {
+    // Split into top-level parenthesised expressions and hand each to the precision it names; anything
+    // else (text outside parentheses other than white space, an unbalanced or unknown expression)
+    // refuses the whole text before FFTW sees any of it.
+    std::string single, dbl;
+    size_t i = 0;
+    while (i < text.size()) {
+        const unsigned char c = static_cast<unsigned char>(text[i]);
+        if (std::isspace(c)) {
+            ++i;
+            continue;
+        }
+        if (c != '(') return false;
+        int depth = 0;
+        size_t j = i;
+        for (; j < text.size(); ++j) {
+            if (text[j] == '(') ++depth;
+            if (text[j] == ')' && --depth == 0) break;
+        }
+        if (j == text.size()) return false;
+        const std::string expr = text.substr(i, j + 1 - i);
+        // The header is "(fftw-<version> <name>": the name decides the precision.
+        const size_t sp = expr.find_first_of(" \t\r\n");
+        const size_t end = sp == std::string::npos ? sp : expr.find_first_of(" \t\r\n()", sp + 1);
+        const std::string name =
+            sp == std::string::npos ? "" : expr.substr(sp + 1, end == std::string::npos ? end : end - sp - 1);
+        if (expr.compare(0, 6, "(fftw-") != 0) return false;
+        if (name == "fftwf_wisdom" && single.empty())
+            single = expr;
+        else if (name == "fftw_wisdom" && dbl.empty())
+            dbl = expr;
+        else
+            return false;
+        i = j + 1;
+    }
+    if (single.empty() && dbl.empty()) return false;
+    std::lock_guard<std::mutex> lock(PlannerLock());
+    bool ok = true;
+    if (!single.empty()) ok = fftwf_import_wisdom_from_string(single.c_str()) != 0;
+    if (ok && !dbl.empty()) ok = fftw_import_wisdom_from_string(dbl.c_str()) != 0;
+    return ok;
+}
+
+bool FFTImportSystemWisdom() {
+    std::lock_guard<std::mutex> lock(PlannerLock());
+    const bool single = fftwf_import_system_wisdom() != 0;
+    const bool dbl = fftw_import_system_wisdom() != 0;
+    return single || dbl;
+}
+
+void FFTForgetWisdom() {
+    std::lock_guard<std::mutex> lock(PlannerLock());
+    fftwf_forget_wisdom();
+    fftw_forget_wisdom();
+}
+
+bool FFTWisdomKnows(FFTKind kind, int length) {
+    if (length <= 0 || length > FFTMaxLength(kind)) return false;
+    FFTPlan p{};
+    p.kind = kind;
+    p.isDouble = kind == FFTKind::R64 || kind == FFTKind::C64;
+    p.isReal = kind == FFTKind::R16 || kind == FFTKind::R32 || kind == FFTKind::R64;
+    p.n = length;
+    std::lock_guard<std::mutex> lock(PlannerLock());
+    void* fwd = p.isDouble ? MakeOne<double>(p, kForward, false, FFTW_WISDOM_ONLY)
+                           : MakeOne<float>(p, kForward, false, FFTW_WISDOM_ONLY);
+    if (!fwd) return false;
+    if (p.isDouble)
+        fftw_destroy_plan(reinterpret_cast<fftw_plan>(fwd));
+    else
+        fftwf_destroy_plan(reinterpret_cast<fftwf_plan>(fwd));
+    return true;
 }
 
 long long FFTPlannerCalls() {

@@ -13,6 +13,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <string>
 
 namespace VELA::kern {
 
@@ -25,6 +27,26 @@ FFTPlan* FFTCreate(FFTKind kind, int length, int normFlag);
 // The longest transform of `kind`: the longest vector of its element type the allocators give.
 int FFTMaxLength(FFTKind kind);
 void FFTDestroy(FFTPlan* plan);
+
+// How hard FFTW's planner works for plans made from now on. Automatic: FFTW_ESTIMATE below 2 MiB of
+// complex points, FFTW_MEASURE from there on (the default). The others apply their FFTW flag to every
+// length. secondsPerPlan > 0 bounds each plan's planning time (FFTW then keeps the best plan found in
+// time, at worst the ESTIMATE plan); anything else removes the bound.
+enum class FFTRigour : int32_t { Automatic = 0, Estimate = 1, Measure = 2, Patient = 3, Exhaustive = 4 };
+void SetFFTPlannerRigour(FFTRigour rigour, double secondsPerPlan);
+FFTRigour GetFFTPlannerRigour();
+double GetFFTPlannerTimeLimit();
+
+// FFTW's wisdom (what its planner has learnt in this process, both precisions) as text, and back. An
+// import that is not wisdom text of this FFTW changes nothing and returns false. The system wisdom
+// is FFTW's own files (/etc/fftw/wisdom, /etc/fftw/wisdomf): true when either was read.
+std::string FFTExportWisdom();
+bool FFTImportWisdom(const std::string& text);
+bool FFTImportSystemWisdom();
+void FFTForgetWisdom();
+// Whether the wisdom in the process holds a forward plan of `kind` and `length` for the current
+// rigour (so that planning it again costs next to nothing).
+bool FFTWisdomKnows(FFTKind kind, int length);
 
 // The FFTW planner flags (the rigour: FFTW_ESTIMATE, FFTW_MEASURE, ...) used for plans of `kind` and
 // `length` points. Benchmarks plan their raw-FFTW anchors with the same flags.
