@@ -64,11 +64,13 @@ TEST(FFTPlanning, ValuesOutsideTheEnumerationOrBadBoundsAreRefusedAndChangeNothi
 
 TEST(FFTPlanning, EveryRigourGivesTheSameTransform) {
     RestoreRigour restore;
-    // Short and prime lengths keep the measuring planners quick.
+    // Short lengths keep the measuring planners quick (a prime is measured for seconds); the patient
+    // planner is bounded as well.
     for (FFTPlanningRigour r :
          {FFTPlanningAutomatic, FFTPlanningEstimate, FFTPlanningMeasure, FFTPlanningPatient})
         for (int n : {1, 7, 64, 97}) {
-            FFTPlanning::SetRigour(r, 0);
+            if (n == 97 && r >= FFTPlanningMeasure) continue;
+            FFTPlanning::SetRigour(r, r == FFTPlanningPatient ? 0.2 : 0);
             SCOPED_TRACE(testing::Message() << "rigour " << r);
             ExpectForwardRight(n);
         }
