@@ -5,6 +5,7 @@
 #include <corvane/dsp/WaveformGenerator.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <vector>
 
@@ -184,9 +185,11 @@ TEST(ShapedFilters, GaussRectCarriesTheIntegralTagAndFlag) {
     EXPECT_TRUE(NearAbs(Impulse7(f), Taps(f), 0.0));
 }
 
-TEST(ShapedFilters, NegativeTapCountsAndNotANumberAreInvalidAndZeroTapsAreEmpty) {
+TEST(ShapedFilters, NegativeOrHugeTapCountsAndNotANumberAreInvalidAndZeroTapsAreEmpty) {
     RaisedCosineFilter rc;
     ExpectInvalid([&] { rc.SetParameters(10, 5, 0.5f, -1); });
+    ExpectInvalid([&] { rc.SetParameters(10, 5, 0.5f, (1 << 24) + 1); });
+    ExpectInvalid([&] { rc.SetParameters(10, 5, 0.5f, INT_MAX); });
     ExpectInvalid([&] { rc.SetParameters(NAN, 5, 0.5f, 7); });
     ExpectInvalid([&] { rc.SetParameters(10, NAN, 0.5f, 7); });
     ExpectInvalid([&] { rc.SetParameters(10, 5, NAN, 7); });
