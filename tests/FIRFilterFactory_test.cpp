@@ -1,7 +1,9 @@
 // FIRFilterFactory: every name to its tag, the exception for any other name, the kind built for each
 // tag, and the tags that build nothing.
 #include <corvane/dsp/FIRFilterFactory.h>
+#include <corvane/dsp/IntegralFilters.h>
 #include <corvane/dsp/ShapedFilters.h>
+#include <corvane/dsp/UserDefinedFilters.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -64,6 +66,10 @@ TEST(FIRFilterFactory, MakeFilterBuildsTheKindOfEachRowWithoutTaps) {
         {FIRFilterLowPass, FIRFilterLowPass},
         {FIRFilterHighPass, FIRFilterHighPass},
         {FIRFilterBandPass, FIRFilterBandPass},
+        {FIRFilterIntegralGaussian, FIRFilterIntegralGaussian},
+        {FIRFilterIntegralRect, FIRFilterIntegralRect},
+        {FIRFilterUserDefined, FIRFilterUserDefined},
+        {FIRFilterIntegralUserDefined, FIRFilterIntegralUserDefined},
     };
     for (const auto& [tag, type] : rows) {
         std::unique_ptr<FIRBaseFilter> f(factory.MakeFilter(tag));
@@ -73,6 +79,40 @@ TEST(FIRFilterFactory, MakeFilterBuildsTheKindOfEachRowWithoutTaps) {
     }
     std::unique_ptr<FIRBaseFilter> g(factory.MakeFilter(FIRFilterGaussRect2));
     EXPECT_NE(dynamic_cast<GaussRectFilter*>(g.get()), nullptr);
+}
+
+// Tag 19 is shared by GaussRectFilter's own type and the integral Gaussian row: the factory must
+// build the integral kind for it, and the kinds of 20, 22 and 23, each with its own flags.
+TEST(FIRFilterFactory, IntegralAndUserDefinedTagsBuildTheirOwnKinds) {
+    FIRFilterFactory factory;
+    std::unique_ptr<FIRBaseFilter> ig(factory.MakeFilter(FIRFilterIntegralGaussian));
+    std::unique_ptr<FIRBaseFilter> ir(factory.MakeFilter(FIRFilterIntegralRect));
+    std::unique_ptr<FIRBaseFilter> ud(factory.MakeFilter(FIRFilterUserDefined));
+    std::unique_ptr<FIRBaseFilter> iud(factory.MakeFilter(static_cast<FIRFilterTypeTag>(23)));
+    ASSERT_NE(dynamic_cast<IntegralGaussianFilter*>(ig.get()), nullptr);
+    EXPECT_EQ(dynamic_cast<GaussRectFilter*>(ig.get()), nullptr);
+    ASSERT_NE(dynamic_cast<IntegralRectFilter*>(ir.get()), nullptr);
+    ASSERT_NE(dynamic_cast<UserDefinedFilter*>(ud.get()), nullptr);
+    ASSERT_NE(dynamic_cast<IntegralUserDefinedFilter*>(iud.get()), nullptr);
+    EXPECT_TRUE(ig->IsIntegralFilter());
+    EXPECT_TRUE(ir->IsIntegralFilter());
+    EXPECT_FALSE(ud->IsIntegralFilter());
+    EXPECT_TRUE(iud->IsIntegralFilter());
+    // No user taps yet, so neither user-defined kind is complex until it is given some.
+    EXPECT_FALSE(ud->IsComplexFilter());
+    EXPECT_FALSE(iud->IsComplexFilter());
+
+    // What the factory made works like one constructed directly: the same taps from the same call.
+    IntegralGaussianFilter direct;
+    direct.SetParameters(8.0f, 1.0f, 0.5f, 33);
+    ig->SetParameters(8.0f, 1.0f, 0.5f, 33);
+    VecReal32 a, b;
+    direct.GetTaps(a);
+    ig->GetTaps(b);
+    ASSERT_EQ(a.GetSize(), 33);
+    ASSERT_EQ(b.GetSize(), 33);
+    for (int i = 0; i < 33; ++i)
+        EXPECT_EQ(a[i], b[i]) << i;
 }
 
 TEST(FIRFilterFactory, HalfSineAndEdgeBuildNothingThoughTheirNamesAreValid) {

@@ -10,6 +10,7 @@
 
 #include <climits>
 #include <cmath>
+#include <cstdlib>
 #include <cstdio>
 #include <functional>
 #include <limits>
@@ -255,6 +256,48 @@ TEST(HostileInputFilters, EveryKindOfTheFactory) {
                                  f->Apply(out, in, true);
                              }});
     }
+    // The user-defined kinds with hostile taps (empty, one tap, NaN, infinity, all zero) and tap
+    // rates, given before and after the rates, and then used.
+    for (int type : {22, 23})
+        for (int n : {0, 1, 9})
+            for (float fill : {1.0f, 0.0f, kFloats[2], kFloats[3]})
+                for (float rate : kFloats)
+                    cases.push_back({"kind " + std::to_string(type) + " user taps " + std::to_string(n) +
+                                         " x " + Str(fill) + " at " + Str(rate),
+                                     [=] {
+                                         FIRFilterFactory factory;
+                                         std::unique_ptr<FIRBaseFilter> f(
+                                             factory.MakeFilter(static_cast<FIRFilterTypeTag>(type)));
+                                         auto* u = dynamic_cast<UserTapsFilterBase*>(f.get());
+                                         if (!u) std::abort();
+                                         VecReal32 t = Taps(n, fill);
+                                         VecCplx32 ct(n);
+                                         for (int i = 0; i < n; ++i)
+                                             ct[i] = {t[i], 0.5f * t[i]};
+                                         for (int round = 0; round < 2; ++round) {
+                                             try {
+                                                 if (round == 0)
+                                                     u->SetUserTaps(t, rate);
+                                                 else
+                                                     u->SetUserTaps(ct, rate);
+                                             } catch (const VELAException&) {
+                                             }
+                                             try {
+                                                 u->SetParameters(good[0], good[1], good[2], round ? 31 : 0);
+                                             } catch (const VELAException&) {
+                                             }
+                                             for (VecReal32& in : RealInputs(64)) {
+                                                 VecReal32 out;
+                                                 VecCplx32 cout;
+                                                 u->Apply(out, in, true);
+                                                 u->Apply(cout, in, false);
+                                             }
+                                             for (VecCplx32& in : CplxInputs(64)) {
+                                                 VecCplx32 out;
+                                                 u->Apply(out, in, true);
+                                             }
+                                         }
+                                     }});
     for (const char* name : {"", "x", "GAUSSIAN\t", "FILTER_NONE_"})
         cases.push_back({std::string("toEnumFIRFilterType(") + name + ")",
                          [=] { FIRFilterFactory::toEnumFIRFilterType(name); }});
