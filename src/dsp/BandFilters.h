@@ -3,7 +3,8 @@
 //
 // They recommend no length (GetRecommendedTapSize gives 0): the caller chooses it. A design that
 // DSPUtils refuses (fewer than 5 taps, a cut-off outside (0, 0.5) of the sample rate) leaves `taps`
-// zeros; a negative tap count or a parameter that is not a number is "invalid input parameter".
+// zeros; a negative tap count, more than 2^24 taps, or a parameter that is not a number is "invalid
+// input parameter".
 #pragma once
 #include "../math/VELAExport.h"
 

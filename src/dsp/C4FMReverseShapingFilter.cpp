@@ -18,7 +18,8 @@ C4FMReverseShapingFilter::C4FMReverseShapingFilter() {
 
 int C4FMReverseShapingFilter::GetRecommendedTapSize(float fs, float symRate, float) {
     const double v = std::trunc(static_cast<double>(fs) * 20.0 / static_cast<double>(symRate));
-    if (std::isnan(v) || v > static_cast<double>(1 << 30)) VELA_THROW(VELAErrorInvalidInputParameter);
+    if (std::isnan(v) || v > static_cast<double>(internal::kMaxDesignTaps))
+        VELA_THROW(VELAErrorInvalidInputParameter);
     if (v < 3.0) return 1;
     int p = 1;
     while (p < v)
@@ -28,7 +29,6 @@ int C4FMReverseShapingFilter::GetRecommendedTapSize(float fs, float symRate, flo
 
 void C4FMReverseShapingFilter::SetParameters(float fs, float symRate, float, int n) {
     internal::CheckDesign(n, fs, symRate);
-    if (n > (1 << 24)) VELA_THROW(VELAErrorInvalidInputParameter);
     samplingRate = fs;
     symbolRate = symRate;
     tapCount = n;

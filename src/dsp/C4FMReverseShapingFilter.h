@@ -21,8 +21,8 @@ class VELA_API C4FMReverseShapingFilter : public FIRBaseFilter {
   public:
     C4FMReverseShapingFilter();
     // v = trunc(samplingRate * 20 / symbolRate): 1 when v < 3, else the power of two at or above v,
-    // minus 1 (127 at 19200 and 4800 Hz). "invalid input parameter" when v is not a number or too
-    // large.
+    // minus 1 (127 at 19200 and 4800 Hz). "invalid input parameter" when v is not a number or above
+    // 2^24.
     int GetRecommendedTapSize(float samplingRate, float symbolRate, float rolloff) override;
     // Stores the two rates and designs `taps` taps; the rolloff is dropped. A negative tap count, more
     // than 2^24 taps, or a rate that is not a number is "invalid input parameter".

@@ -22,6 +22,9 @@ struct DecimationFilter::StageSet {
 
 namespace {
 
+// 31 halvings would need more than 2^31 input samples for a single output.
+constexpr int kMaxStages = 30;
+
 // out = in by Resize and an element copy: steady calls reuse out's storage.
 template <class V>
 void CopyInto(V& out, const V& in) {
@@ -34,7 +37,7 @@ void CopyInto(V& out, const V& in) {
 }  // namespace
 
 DecimationFilter::DecimationFilter(int count, const VecReal32& taps) {
-    if (count < 0 || taps.GetSize() <= 0) VELA_THROW(VELAErrorInvalidInputParameter);
+    if (count < 0 || count > kMaxStages || taps.GetSize() <= 0) VELA_THROW(VELAErrorInvalidInputParameter);
     tapCount = taps.GetSize();
     stageCount = count;
     stages = new StageSet();

@@ -24,8 +24,8 @@ class UnitTestRecorder;
 
 class VELA_API DecimationFilter {
   public:
-    // stageCount stages of the filter `taps`. 0 stages pass the data through. A negative count or
-    // empty taps are "invalid input parameter".
+    // stageCount stages of the filter `taps`. 0 stages pass the data through. A count outside 0 .. 30
+    // (beyond 30 halvings no input length fits an int) or empty taps are "invalid input parameter".
     DecimationFilter(int stageCount, const VecReal32& taps);
     DecimationFilter(const DecimationFilter& other);
     DecimationFilter& operator=(const DecimationFilter& other);

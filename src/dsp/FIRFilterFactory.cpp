@@ -5,7 +5,9 @@
 #include "BandFilters.h"
 #include "C4FMReverseShapingFilter.h"
 #include "IS95Filters.h"
+#include "IntegralFilters.h"
 #include "ShapedFilters.h"
+#include "UserDefinedFilters.h"
 
 namespace VELA {
 
@@ -36,6 +38,14 @@ FIRBaseFilter* FIRFilterFactory::MakeFilter(FIRFilterTypeTag type) {
             return new HighPassFilter();
         case FIRFilterBandPass:
             return new BandPassFilter();
+        case FIRFilterIntegralGaussian:
+            return new IntegralGaussianFilter();
+        case FIRFilterIntegralRect:
+            return new IntegralRectFilter();
+        case FIRFilterUserDefined:
+            return new UserDefinedFilter();
+        case FIRFilterIntegralUserDefined:
+            return new IntegralUserDefinedFilter();
         default:
             return nullptr;
     }

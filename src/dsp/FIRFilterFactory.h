@@ -4,7 +4,9 @@
 // MakeFilter returns a new, default-constructed filter (no taps until SetParameters) that the caller
 // owns and deletes through FIRBaseFilter's virtual destructor, or null: for FIRFilterNone, for the
 // names that have no filter (FIRFilterHalfSine, FIRFilterEdge, the values 8 to 11) and for any value
-// it does not know. FIRFilterGaussRect and FIRFilterGaussRect2 both make a GaussRectFilter.
+// it does not know. FIRFilterGaussRect and FIRFilterGaussRect2 both make a GaussRectFilter; the
+// integral and user-defined tags (19, 20, 22, 23) make the kinds of IntegralFilters.h and
+// UserDefinedFilters.h.
 #pragma once
 #include "../math/VELAExport.h"
 

@@ -22,10 +22,11 @@ bool FIRFilterFactory::UnitTest(UnitTestRecorder& recorder) {
 
     FIRFilterFactory factory;
     ok = true;
-    for (FIRFilterTypeTag t :
-         {FIRFilterRootRaisedCosine, FIRFilterRaisedCosine, FIRFilterGaussian, FIRFilterRectangular,
-          FIRFilterIS95TXMeasurement, FIRFilterIS95TXEQMeasurement, FIRFilterIS95Reference,
-          FIRFilterC4FMReverseShaping, FIRFilterLowPass, FIRFilterHighPass, FIRFilterBandPass}) {
+    for (FIRFilterTypeTag t : {FIRFilterRootRaisedCosine, FIRFilterRaisedCosine, FIRFilterGaussian,
+                               FIRFilterRectangular, FIRFilterIS95TXMeasurement, FIRFilterIS95TXEQMeasurement,
+                               FIRFilterIS95Reference, FIRFilterC4FMReverseShaping, FIRFilterLowPass,
+                               FIRFilterHighPass, FIRFilterBandPass, FIRFilterIntegralGaussian,
+                               FIRFilterIntegralRect, FIRFilterUserDefined, FIRFilterIntegralUserDefined}) {
         std::unique_ptr<FIRBaseFilter> f(factory.MakeFilter(t));
         ok = ok && f && f->GetFilterType() == t && f->GetNofTaps() == 0;
     }

@@ -5,8 +5,8 @@
 //   dt = 1/samplingRate and T = 1/symbolRate, each rounded to float; the taps are a pulse of
 //   WaveformGenerator (WaveformGenerator.h) sampled on `taps` times centred on 0 in steps of dt, then
 //   scaled; delay = (taps - 1) / 2.
-// A negative tap count or a parameter that is not a number is "invalid input parameter"; 0 taps give
-// an empty filter. Rates of 0 are not refused: they divide by zero, which shows in the taps.
+// A negative tap count, more than 2^24 taps, or a parameter that is not a number is "invalid input
+// parameter"; 0 taps give an empty filter. Rates of 0 are not refused: they divide by zero, which shows in the taps.
 //
 // GetRecommendedTapSize works with R = samplingRate / symbolRate (double) and rolloff' = the rolloff,
 // or 0.001 when it is smaller, and returns odd(x): x truncated to an int with its lowest bit set. A

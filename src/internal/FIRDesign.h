@@ -29,10 +29,15 @@ inline double RolloffFloor(float rolloff) {
     return rolloff < floor ? floor : static_cast<double>(rolloff);
 }
 
-// Arguments a design refuses with "invalid input parameter": a negative tap count or a parameter that
-// is not a number. (A rate of 0 is not refused: it divides by zero and shows in the taps.)
+// The longest filter a design makes: 2^24 taps. Longer requests are refused rather than spending
+// gigabytes and minutes on a filter no measurement could run.
+inline constexpr int kMaxDesignTaps = 1 << 24;
+
+// Arguments a design refuses with "invalid input parameter": a negative tap count or one above
+// kMaxDesignTaps, or a parameter that is not a number. (A rate of 0 is not refused: it divides by zero
+// and shows in the taps.)
 inline void CheckDesign(int taps, float a, float b = 0.0f, float c = 0.0f) {
-    if (taps < 0 || std::isnan(a) || std::isnan(b) || std::isnan(c))
+    if (taps < 0 || taps > kMaxDesignTaps || std::isnan(a) || std::isnan(b) || std::isnan(c))
         VELA_THROW(VELAErrorInvalidInputParameter);
 }
 

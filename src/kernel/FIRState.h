@@ -25,8 +25,10 @@ class FIRState {
     enum class Mode { Auto, Direct, Block };
 
     // A state with `tapCount` taps (h[0] first) and a zero delay line, or null when tapCount <= 0, the
-    // sizes do not fit, or memory or an FFT plan is refused. Holds one owner.
-    static FIRState* Create(const float* taps, int tapCount);
+    // sizes do not fit, or memory is refused. Holds one owner. A long filter gets an FFT path of the
+    // power-of-two length at or above fftFactor times its taps; fftFactor 0 is the measured default,
+    // and with a factor given the FFT path is built whatever the tap count (for measurements).
+    static FIRState* Create(const float* taps, int tapCount, int fftFactor = 0);
     FIRState(const FIRState&) = delete;
     FIRState& operator=(const FIRState&) = delete;
 
