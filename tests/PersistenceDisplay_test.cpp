@@ -486,8 +486,9 @@ int ExpectRoundedExact(const Image& got, const std::vector<double>& exact, uint8
 TEST(PersistenceDisplay, EveryLevelMatchesTheDefinitionUpToNearHalves) {
     const Image src = RandomImage(53, 37, 3);
     const Image pattern = PatternImage(61, 29);
+    const Image wide = RandomImage(300, 13, 9);  // destinations wider than one strip of columns
     int nearHalves = 0, values = 0;
-    for (const Image* im : {&src, &pattern}) {
+    for (const Image* im : {&src, &pattern, &wide}) {
         for (const Stretch& s : Stretches(im->width, im->height)) {
             for (int mode : kModes) {
                 const std::vector<double> exact = ExactStretch(*im, s, mode);
