@@ -104,7 +104,7 @@ bool Resize(const ResizeJob& job) {
             for (int ky = 0; ky < ny; ++ky) {
                 const uint8_t* row = job.src + (idxY[ky] - job.y0) * job.srcStep;
                 for (int kx = 0; kx < nx; ++kx) {
-                    const uint8_t* px = row + 4 * (idxX[kx] - job.x0);
+                    const uint8_t* px = row + 4 * static_cast<std::ptrdiff_t>(idxX[kx] - job.x0);
                     const double w = wY[ky] * wX[kx];
                     for (int c = 0; c < 4; ++c)
                         acc[c] += w * px[c];
@@ -112,7 +112,8 @@ bool Resize(const ResizeJob& job) {
             }
             for (int c = 0; c < 4; ++c) {
                 const double v = std::floor(acc[c] + 0.5);
-                out[4 * xd + c] = static_cast<uint8_t>(v < 0 ? 0 : (v > 255 ? 255 : v));
+                out[4 * static_cast<std::ptrdiff_t>(xd) + c] =
+                    static_cast<uint8_t>(v < 0 ? 0 : (v > 255 ? 255 : v));
             }
         }
     }
