@@ -3,13 +3,20 @@
 // stretch against a straightforward double-precision evaluation, by properties and by statuses.
 #include <corvane/dsp/PersistenceDisplay.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cfenv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
+#include <functional>
 #include <limits>
+#include <memory>
+#include <new>
 #include <random>
 #include <iterator>
 #include <string>
@@ -186,6 +193,55 @@ TEST(PersistenceDisplay, DensityRefusesNullAndEmptyWithoutWriting) {
     EXPECT_EQ(MapDensityDataToColorRange(d, 0, 1, c, -4), -6);
     for (unsigned short x : c)
         EXPECT_EQ(x, 9);
+}
+
+// Runs `body` in a child process whose address space may grow by only 64 MiB more, and returns the
+// child's exit code (body's result), or -1000 when the child did not exit normally.
+int WithLittleAddressSpace(const std::function<int()>& body) {
+    std::fflush(stdout);
+    std::fflush(stderr);
+    const pid_t pid = fork();
+    if (pid < 0) return -1001;
+    if (pid == 0) {
+        long pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        const rlim_t limit =
+            static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (rlim_t{64} << 20);
+        struct rlimit rl {
+            limit, limit
+        };
+        if (setrlimit(RLIMIT_AS, &rl) != 0) _exit(101);
+        _exit(body() & 0xff);
+    }
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1000;
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAddressSanitizer = true;
+#else
+constexpr bool kAddressSanitizer = false;
+#endif
+
+// Status -9: the scratch array cannot be had (1 GiB asked for under a 64 MiB allowance). Nothing is
+// read or written, and the function still works at a length it can afford afterwards.
+TEST(PersistenceDisplay, DensityReportsAScratchItCannotAllocate) {
+    if (kAddressSanitizer) GTEST_SKIP() << "the address sanitizer reserves the address space itself";
+    const int code = WithLittleAddressSpace([] {
+        float d[4] = {0.0f, 0.25f, 0.5f, 1.0f};
+        unsigned short c[4] = {9, 9, 9, 9};
+        // The density array is far shorter than the length: the refusal must come before any read.
+        const int status = MapDensityDataToColorRange(d, 0.0f, 1.0f, c, 1 << 28);
+        if (status != -9) return 1;
+        for (unsigned short x : c)
+            if (x != 9) return 2;
+        if (MapDensityDataToColorRange(d, 0.0f, 1.0f, c, 4) != 0) return 3;
+        if (c[0] != 0 || c[1] != 16384 || c[2] != 32768 || c[3] != 65535) return 4;
+        return 0;
+    });
+    EXPECT_EQ(code, 0);
 }
 
 TEST(PersistenceDisplay, NormalizeDensityScalesInPlace) {
@@ -805,6 +861,27 @@ TEST(PersistenceDisplay, StretchStatusesComeInTheirOrder) {
     EXPECT_EQ(call(sp, s8, 0, r8, dp, 32, s8, 0, 0, 3), -14);
     EXPECT_EQ(call(sp, s8, 32, r8, dp, 32, s8, 0, 0, 3), -23);
     EXPECT_EQ(call(sp, s8, 32, r8, dp, 32, s8, 1, 1, 3), -22);
+}
+
+// Status -9 of the stretch: a destination over its own source rectangle is resized from a copy of the
+// rectangle; when that copy (256 MiB here) cannot be had, nothing is written.
+TEST(PersistenceDisplay, StretchInPlaceReportsACopyItCannotAllocate) {
+    if (kAddressSanitizer) GTEST_SKIP() << "the address sanitizer reserves the address space itself";
+    constexpr int w = 8192, h = 8192;
+    // Left uninitialised, so that its pages are never touched: it costs address space, not memory.
+    std::unique_ptr<Ipp8u[]> buf(new (std::nothrow) Ipp8u[size_t(4) * w * h]);
+    ASSERT_TRUE(buf);
+    for (int i = 0; i < 64; ++i)
+        buf[size_t(i) * 4 * w * 128] = static_cast<Ipp8u>(i);
+    const int code = WithLittleAddressSpace([&buf] {
+        const int status = StretchBitmap(buf.get(), IppiSize{w, h}, 4 * w, IppiRect{0, 0, w, h}, buf.get(),
+                                         4 * w, IppiSize{w, h}, 2.0, 2.0, 0.0, 0.0, StretchLinear);
+        if (status != -9) return 1;
+        for (int i = 0; i < 64; ++i)
+            if (buf[size_t(i) * 4 * w * 128] != static_cast<Ipp8u>(i)) return 2;
+        return 0;
+    });
+    EXPECT_EQ(code, 0);
 }
 
 TEST(PersistenceDisplay, ExtremeFactorsAndCentresWriteSafely) {
