@@ -184,15 +184,22 @@ int main(int argc, char** argv) {
         }
         if (!WritePng(outPath, display, kDisplayW, kDisplayH, step)) return 1;
 
-        // Zoom 4 times about a fixed point on the steady tone's skirt where it meets the noise floor, full
-        // size, nearest and bicubic.
+        // Zoom 4 times about a fixed point on the steady tone's skirt near the noise floor, full size,
+        // nearest and bicubic.
         // The picture puts three crops of 512 x 384 around the fixed point side by side: the display,
         // the nearest zoom and the bicubic zoom, each with the fixed point marked by a white cross. What
         // lies under the cross must be the same in all three.
         const double toneColumn = (0.1 + 0.5) * kColumns;
         const double skirtRow = (kTopDb - (-90.0)) / (kTopDb - kBottomDb) * kRows;
-        const int cx = static_cast<int>(std::lround(toneColumn * kDisplayW / kColumns)) + 6;
         const int cy = static_cast<int>(std::lround(skirtRow * kDisplayH / kRows));
+        // On that row, the reddest pixel of the tone's right skirt: a feature that can be recognised in
+        // the zooms, where a point in the black gap under the tone would show nothing.
+        const int toneX = static_cast<int>(std::lround(toneColumn * kDisplayW / kColumns));
+        int cx = toneX;
+        for (int x = toneX; x < toneX + 40; ++x)
+            if (display[static_cast<size_t>(cy) * step + 4 * x] >
+                display[static_cast<size_t>(cy) * step + 4 * cx])
+                cx = x;
         std::vector<uint8_t> zoomed[2];
         for (int side = 0; side < 2; ++side) {
             zoomed[side].assign(display.size(), 0);
