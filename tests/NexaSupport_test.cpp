@@ -321,6 +321,13 @@ TEST(NexaSupport, AnFftLengthOtherThan1024IsRefused) {
     SorrelNexaSupport tooMany(1100, 5, 24, 1024);
     EXPECT_EQ(tooMany.SetMeasurementParameters(800000.0f, 800000.0f, 50000.0f, 5, WindowTypeKaiser),
               NexaSupportRBWOutOfRange);
+    // No output points, or a negative count, leaves no chirp to build: refused, not a crash.
+    for (int points : {0, -1, -2147483647 - 1}) {
+        SorrelNexaSupport none(points, 5, 24, 1024);
+        EXPECT_EQ(none.SetMeasurementParameters(800000.0f, 800000.0f, 50000.0f, 5, WindowTypeKaiser),
+                  NexaSupportRBWOutOfRange)
+            << points;
+    }
 }
 
 TEST(NexaSupport, NcoWordsHaveTheirTwoWidths) {

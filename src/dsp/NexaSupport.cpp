@@ -80,7 +80,8 @@ NexaSupportErrorTag SorrelNexaSupport::SetMeasurementParameters(float sampleRate
         actualRBW = sampleRate / static_cast<float>(windowLength) * f;
     }
     if (windowLength < kMinWindowLength || windowLength > maxWindowLength) return NexaSupportRBWOutOfRange;
-    if (fftLength != (1 << kConvolutionOrder)) return NexaSupportRBWOutOfRange;
+    // No output points leave no chirp to build (and a negative count no table size at all).
+    if (fftLength != (1 << kConvolutionOrder) || points < 1) return NexaSupportRBWOutOfRange;
 
     GenerateWindowVector();
     generateWn();
@@ -108,7 +109,7 @@ void SorrelNexaSupport::GenerateWindowVector() {
     w.Div(w.Max());
     // 523 is the block's constant (fftLength - points + 1 - 1 for its usual 1024 and 501), not a
     // function of the lengths.
-    windowScale = static_cast<float>(points * 523) / (w.Sum() * static_cast<float>(fftLength));
+    windowScale = static_cast<float>(int64_t{points} * 523) / (w.Sum() * static_cast<float>(fftLength));
     VecReal32 zeros(fftLength - windowLength);
     zeros.SetZero();
     MathUtils::Append(windowVector, w, zeros);

@@ -56,7 +56,7 @@ class VELA_API SorrelNexaSupport {
     //   NexaSupportRBWOutOfRange  no window of 4 .. fftLength - points + 1 samples gives the rbw in
     //                             either Kaiser mode (the standard one first, the CISPR one, of the
     //                             narrower RBW per length, when the standard window is too long); also
-    //                             an fftLength other than 1,024
+    //                             an fftLength other than 1,024, and a points count below 1
     //   NexaSupportSuccess
     // After a result other than success the tables keep their former contents while the scalar
     // parameters have moved on: the getters must not be used.
