@@ -13,6 +13,7 @@ PACKAGES=(
     libvolk2-dev       # peer kernels for the benchmarks
     libliquid-dev      # peer half-band decimators for the benchmarks
     python3-numpy python3-scipy  # numerical oracles of the tests (/usr/bin/python3)
+    python3-pil        # Pillow: the image-resize anchor of the display benchmark
     valgrind
 )
 

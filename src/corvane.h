@@ -44,4 +44,7 @@
 #include "dsp/IntegralFilters.h"
 #include "dsp/UserDefinedFilters.h"
 #include "dsp/RBWFilter.h"
+#include "dsp/OrrinLUMASupport.h"
+#include "dsp/PersistenceDisplay.h"
+#include "dsp/NexaSupport.h"
 #include "infra/UnitTestRecorder.h"

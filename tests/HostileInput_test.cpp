@@ -468,6 +468,88 @@ TEST(HostileInput, SteppedSpectrum) {
     RunAll(cases);
 }
 
+// The persistence calculators: every constructor argument, and every argument of the setters, hostile
+// one at a time, then every getter.
+TEST(HostileInput, PersistenceCalculators) {
+    std::vector<Case> cases;
+    auto nexa = [](int points, int dwell, int bits, int fft, float rate, float span, float rbw,
+                   int dwellCount) {
+        SorrelNexaSupport n(points, dwell, bits, fft);
+        n.SetMeasurementParameters(rate, span, rbw, dwellCount, WindowTypeKaiser);
+        VecInt32 re, im;
+        n.GetWnVector(re, im);
+        n.GetVrVector(re, im);
+        n.GetWkVector(re, im);
+        int start = 0, step = 0;
+        n.GetNCOParameters(start, step);
+        n.GetGain1();
+        n.GetGain2();
+        float lo = 0, hi = 0;
+        SorrelNexaSupport::FindRBWRange(lo, hi, rate, points, dwell, fft, WindowTypeKaiser);
+    };
+    for (int v : kInts) {
+        const std::string s = std::to_string(v);
+        cases.push_back(
+            {"SorrelNexaSupport points " + s, [=] { nexa(v, 5, 24, 1024, 8e5f, 8e5f, 5e4f, 5); }});
+        cases.push_back({"SorrelNexaSupport bits " + s, [=] { nexa(501, 5, v, 1024, 8e5f, 8e5f, 5e4f, 5); }});
+        cases.push_back({"SorrelNexaSupport fft " + s, [=] { nexa(501, 5, 24, v, 8e5f, 8e5f, 5e4f, 5); }});
+        cases.push_back(
+            {"SorrelNexaSupport dwell " + s, [=] { nexa(501, 5, 24, 1024, 8e5f, 8e5f, 5e4f, v); }});
+    }
+    for (double d : kDoubles) {
+        const float f = static_cast<float>(d);
+        cases.push_back(
+            {"SorrelNexaSupport rate " + Str(d), [=] { nexa(501, 5, 24, 1024, f, 8e5f, 5e4f, 5); }});
+        cases.push_back(
+            {"SorrelNexaSupport span " + Str(d), [=] { nexa(501, 5, 24, 1024, 8e5f, f, 5e4f, 5); }});
+        cases.push_back(
+            {"SorrelNexaSupport rbw " + Str(d), [=] { nexa(501, 5, 24, 1024, 8e5f, 8e5f, f, 5); }});
+    }
+    auto luma = [](int maxOrder, double rate, double start, double step, int points, int oversample,
+                   float rbw, int dwell, int table, bool stitch) {
+        OrrinLUMASupport l(maxOrder);
+        float lo = 0, hi = 0;
+        l.FindRBWRange(lo, hi, start, step, points, oversample);
+        if (l.SetMeasurementParameters(rate, start, step, points, oversample, rbw, dwell, table, 32,
+                                       stitch) == LUMASupportSuccess) {
+            int a[12];
+            float g = 0, r = 0;
+            double o = 0;
+            l.GetFPGAParameters(a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9], a[10], a[11], g,
+                                o, r);
+        }
+    };
+    for (bool stitch : {false, true}) {
+        const std::string m = stitch ? " stitch" : "";
+        for (int v : kInts) {
+            const std::string s = std::to_string(v) + m;
+            cases.push_back({"OrrinLUMASupport order " + s,
+                             [=] { luma(v, 1.5e8, -5e7, 125000.0, 801, 1, 1e5f, 5, 8192, stitch); }});
+            cases.push_back({"OrrinLUMASupport points " + s,
+                             [=] { luma(15, 1.5e8, -5e7, 125000.0, v, 1, 1e5f, 5, 8192, stitch); }});
+            cases.push_back({"OrrinLUMASupport oversample " + s,
+                             [=] { luma(15, 1.5e8, -5e7, 125000.0, 801, v, 1e5f, 5, 8192, stitch); }});
+            cases.push_back({"OrrinLUMASupport dwell " + s,
+                             [=] { luma(15, 1.5e8, -5e7, 125000.0, 801, 1, 1e5f, v, 8192, stitch); }});
+            cases.push_back({"OrrinLUMASupport table " + s,
+                             [=] { luma(15, 1.5e8, -5e7, 125000.0, 801, 1, 1e5f, 5, v, stitch); }});
+        }
+        for (double d : kDoubles) {
+            const std::string s = Str(d) + m;
+            cases.push_back({"OrrinLUMASupport rate " + s,
+                             [=] { luma(15, d, -5e7, 125000.0, 801, 1, 1e5f, 5, 8192, stitch); }});
+            cases.push_back({"OrrinLUMASupport start " + s,
+                             [=] { luma(15, 1.5e8, d, 125000.0, 801, 1, 1e5f, 5, 8192, stitch); }});
+            cases.push_back({"OrrinLUMASupport step " + s,
+                             [=] { luma(15, 1.5e8, -5e7, d, 801, 1, 1e5f, 5, 8192, stitch); }});
+            cases.push_back(
+                {"OrrinLUMASupport rbw " + s,
+                 [=] { luma(15, 1.5e8, -5e7, 125000.0, 801, 1, static_cast<float>(d), 5, 8192, stitch); }});
+        }
+    }
+    RunAll(cases);
+}
+
 TEST(HostileInput, RecorderAndUtilities) {
     std::vector<Case> cases;
     cases.push_back({"UnitTestRecorder", [] {

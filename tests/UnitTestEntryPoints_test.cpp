@@ -3,7 +3,9 @@
 #include <corvane/corvane.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
+#include <utility>
 
 #include "support/TestUtil.h"
 
@@ -104,6 +106,45 @@ TEST(UnitTestEntryPoints, SteppedSpectrumTestVBWAndMemoryLeakTest) {
              at = console.find("  SUCCESS  :SteppedSpectrum :", at + 1))
             ++n;
         EXPECT_EQ(static_cast<int>(n), recorder.GetTotalTests());
+    }
+}
+
+// The LUMA calculator records all its cases under its group name, the first ("Realtime Mode") whatever
+// the result.
+TEST(UnitTestEntryPoints, OrrinLUMASupportRecordsUnderItsGroup) {
+    corvane_test::ScopedWorkDir dir;
+    UnitTestRecorder recorder;
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(OrrinLUMASupport::UnitTest(recorder));
+    const std::string console = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(recorder.GetTotalTests(), 6);
+    EXPECT_EQ(recorder.GetFailedTests(), 0) << console;
+    for (const char* name : {"Realtime Mode", "Stitch Mode CR90285", "Stitch Mode CR90692",
+                             "Stitch Mode CR91425", "4001 trace point test CR94528", "CR96006"})
+        EXPECT_NE(console.find(std::string("  SUCCESS  :Orrin LUMA Support :") + name), std::string::npos)
+            << name;
+}
+
+// The NEXA calculators read their reference tables from ../../test/unit/testdata: the scratch directory
+// gets that layout, as the self-test host has it two levels below the source tree.
+TEST(UnitTestEntryPoints, NexaSupportPassesWithItsReferenceTables) {
+    namespace fs = std::filesystem;
+    for (auto [name, run] : {std::pair{"SorrelNexaSupport", &SorrelNexaSupport::UnitTest},
+                             std::pair{"QuillonNexaSupport", &QuillonNexaSupport::UnitTest}}) {
+        corvane_test::ScopedWorkDir dir;
+        fs::create_directories("host/run");
+        fs::create_directory_symlink(CORVANE_SELFTEST_DATA_DIR, "test");
+        fs::current_path("host/run");
+        UnitTestRecorder recorder;
+        testing::internal::CaptureStdout();
+        EXPECT_TRUE(run(recorder));
+        const std::string console = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(recorder.GetTotalTests(), 3);
+        EXPECT_EQ(recorder.GetFailedTests(), 0) << console;
+        for (const char* label : {"Engineering Symposium Setting", "FindRBWRange", "FPGA Parameters"})
+            EXPECT_NE(console.find(std::string("  SUCCESS  :") + name + " :" + label), std::string::npos)
+                << label;
+        fs::current_path(dir.Path());
     }
 }
 

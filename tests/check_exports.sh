@@ -6,9 +6,18 @@ lib="$1"
 syms="$(nm -DC --defined-only "$lib" | awk '{ $1 = ""; $2 = ""; sub(/^  /, ""); print }')"
 fail=0
 for want in 'VELA::FT::Forward' 'VELA::VecCplx32::' 'VELA::SteppedSpectrum::Init' 'VELA::VELAAllocReal32' \
-            'typeinfo for VELA::VELAException' 'VELA::UnitTestRecorder::'; do
+            'typeinfo for VELA::VELAException' 'VELA::UnitTestRecorder::' \
+            'VELA::OrrinLUMASupport::SetMeasurementParameters' 'VELA::SorrelNexaSupport::GetVrVector'; do
     if ! grep -qF "$want" <<<"$syms"; then
         echo "missing export: $want"
+        fail=1
+    fi
+done
+# The display-path functions have C linkage: exported under their plain, unmangled names.
+raw="$(nm -D --defined-only "$lib" | awk '{ print $3 }')"
+for want in NormalizeDensity MapDensityDataToColorRange MapHitDataToColorRange StretchBitmap; do
+    if ! grep -qx "$want" <<<"$raw"; then
+        echo "missing unmangled export: $want"
         fail=1
     fi
 done

@@ -82,6 +82,9 @@ const Entry kRegistry[] = {
     {"UserDefinedFilter", &VELA::UserDefinedFilter::UnitTest},
     {"IntegralUserDefinedFilter", &VELA::IntegralUserDefinedFilter::UnitTest},
     {"RBWFilter", &VELA::RBWFilter::UnitTest},
+    {"OrrinLUMASupport", &VELA::OrrinLUMASupport::UnitTest},
+    {"SorrelNexaSupport", &VELA::SorrelNexaSupport::UnitTest},
+    {"QuillonNexaSupport", &VELA::QuillonNexaSupport::UnitTest},
 };
 
 const Entry* Find(const char* name) {
