@@ -13,6 +13,7 @@
 #include "math/matrix.h"
 #include "math/Complex.h"
 #include "math/MathUtils.h"
+#include "math/Interpolation.h"
 #include "dsp/FT.h"
 #include "dsp/DSPUtils.h"
 #include "dsp/Window.h"

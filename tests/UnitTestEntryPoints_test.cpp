@@ -54,6 +54,11 @@ const EntryPoint kEntryPoints[] = {
     {"UserDefinedFilter", &UserDefinedFilter::UnitTest},
     {"IntegralUserDefinedFilter", &IntegralUserDefinedFilter::UnitTest},
     {"RBWFilter", &RBWFilter::UnitTest},
+    {"Interpolation", &Interpolation::UnitTest},
+    {"NearestInterpolation", &NearestInterpolation::UnitTest},
+    {"Spline", &Spline::UnitTest},
+    {"CubicHermiteInterpolation", &CubicHermiteInterpolation::UnitTest},
+    {"InterpolationFactory", &InterpolationFactory::UnitTest},
 };
 
 class UnitTestEntryPoints : public testing::TestWithParam<EntryPoint> {};
