@@ -45,3 +45,4 @@
 #include "dsp/UserDefinedFilters.h"
 #include "dsp/RBWFilter.h"
 #include "infra/UnitTestRecorder.h"
+#include "infra/VELATimer.h"

@@ -59,6 +59,7 @@ const EntryPoint kEntryPoints[] = {
     {"Spline", &Spline::UnitTest},
     {"CubicHermiteInterpolation", &CubicHermiteInterpolation::UnitTest},
     {"InterpolationFactory", &InterpolationFactory::UnitTest},
+    {"VELATimer", &VELATimer::UnitTest},
 };
 
 class UnitTestEntryPoints : public testing::TestWithParam<EntryPoint> {};

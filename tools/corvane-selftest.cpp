@@ -87,6 +87,7 @@ const Entry kRegistry[] = {
     {"UserDefinedFilter", &VELA::UserDefinedFilter::UnitTest},
     {"IntegralUserDefinedFilter", &VELA::IntegralUserDefinedFilter::UnitTest},
     {"RBWFilter", &VELA::RBWFilter::UnitTest},
+    {"VELATimer", &VELA::VELATimer::UnitTest},
 };
 
 const Entry* Find(const char* name) {
