@@ -13,6 +13,7 @@ PACKAGES=(
     libvolk2-dev       # peer kernels for the benchmarks
     libliquid-dev      # peer half-band decimators for the benchmarks
     python3-numpy python3-scipy  # numerical oracles of the tests (/usr/bin/python3)
+    octave gnuplot-nox fonts-freefont-otf ghostscript  # MGraph's plotting server: headless Octave, gnuplot, PNG output
     valgrind
 )
 

@@ -46,3 +46,4 @@
 #include "dsp/RBWFilter.h"
 #include "infra/UnitTestRecorder.h"
 #include "infra/VELATimer.h"
+#include "visualization/MGraph.h"

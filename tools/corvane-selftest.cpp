@@ -88,6 +88,7 @@ const Entry kRegistry[] = {
     {"IntegralUserDefinedFilter", &VELA::IntegralUserDefinedFilter::UnitTest},
     {"RBWFilter", &VELA::RBWFilter::UnitTest},
     {"VELATimer", &VELA::VELATimer::UnitTest},
+    {"MGraph", &VELA::MGraph::UnitTest},
 };
 
 const Entry* Find(const char* name) {
