@@ -6,7 +6,7 @@
 // million queries on ten thousand knots cost a few nanoseconds each instead of a scan or a bisection
 // with a mispredicted branch per level.
 //
-// The locator divides [v[0], v[n-1]] into n equal buckets and keeps, for each bucket edge, the largest
+// The locator divides [v[0], v[n-1]] into 2n equal buckets and keeps, for each bucket edge, the largest
 // index whose knot lies at or below it. A query's bucket then bounds the answer; a short bisection
 // inside the bucket and a final check of both neighbours make the result exact whatever the rounding
 // of the bucket arithmetic. Uneven knots only make the in-bucket bisection longer.
@@ -45,15 +45,20 @@ template <class T>
 class KnotLocator {
   public:
     KnotLocator(const T* v, int n) : v_(v), n_(n) {}
+    // With `storage` (may be null), the bucket table is built there once Find has had to search a
+    // few times: sorted queries, which FindAfter serves from the previous interval, never need it.
+    KnotLocator(const T* v, int n, std::vector<int32_t>* storage) : v_(v), n_(n), lazy_(storage) {}
 
     // Builds the bucket table in `storage`. Worth it when the number of queries is not small against n.
     void Build(std::vector<int32_t>& storage) {
         table_ = nullptr;
-        if (n_ < 2) return;
+        if (n_ < 2 || n_ > (1 << 29)) return;
         const double lo = static_cast<double>(v_[0]);
         const double span = static_cast<double>(v_[n_ - 1]) - lo;
         if (!(span > 0) || !(span < 1e300)) return;
-        const int m = n_;  // buckets
+        // Two buckets a knot: for evenly spread knots most buckets then hold at most one knot, and
+        // the search inside a bucket is a step or two without a branch.
+        const int m = 2 * n_;
         try {
             if (storage.size() < static_cast<size_t>(m) + 1) storage.resize(static_cast<size_t>(m) + 1);
         } catch (const std::bad_alloc&) {
@@ -74,23 +79,32 @@ class KnotLocator {
     }
 
     // The largest k in [0, n-1] with v[k] <= q; -1 when q is below v[0] or NaN.
-    int Find(T q) const {
+    int Find(T q) {
         if (!(q >= v_[0])) return -1;
         if (q >= v_[n_ - 1]) return n_ - 1;
+        if (lazy_ && ++searches_ > kLazySearches) {
+            Build(*lazy_);
+            lazy_ = nullptr;
+        }
         int lo = 0, hi = n_ - 1;
         if (table_) {
             const double t = (static_cast<double>(q) - origin_) * scale_;
-            int b = t < 0 ? 0 : t >= buckets_ ? buckets_ - 1 : static_cast<int>(t);
+            const int b = t < 0 ? 0 : t >= buckets_ ? buckets_ - 1 : static_cast<int>(t);
             lo = table_[b];
             hi = table_[b + 1];
         }
-        // Largest k in [lo, hi] with v[k] <= q (or lo when none is).
-        while (hi > lo) {
-            const int mid = lo + (hi - lo + 1) / 2;
+        // Largest k in [lo, hi] with v[k] <= q (or lo when none is): bisect down to two candidates,
+        // then step without branching.
+        while (hi - lo > 2) {
+            const int mid = lo + (hi - lo) / 2;
             if (v_[mid] <= q)
                 lo = mid;
             else
                 hi = mid - 1;
+        }
+        for (int step = 0; step < 2; ++step) {
+            const int next = lo + (lo < hi);
+            lo += (next != lo) & (v_[next] <= q);
         }
         // The bucket arithmetic is rounded: settle the last step by looking at the neighbours.
         while (lo > 0 && v_[lo] > q)
@@ -100,9 +114,19 @@ class KnotLocator {
         return lo;
     }
 
+    // Find(q), trying first the interval after `k` (where the next of sorted queries usually lies).
+    int FindAfter(int k, T q) {
+        if (k >= 0 && k + 2 < n_ && v_[k + 1] <= q && q < v_[k + 2]) return k + 1;
+        return Find(q);
+    }
+
   private:
+    static constexpr int kLazySearches = 32;
+
     const T* v_;
     int n_;
+    std::vector<int32_t>* lazy_ = nullptr;
+    int searches_ = 0;
     const int32_t* table_ = nullptr;
     int buckets_ = 0;
     double origin_ = 0, scale_ = 0;

@@ -10,9 +10,11 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <vector>
 
 #include "internal/KnotSearch.h"
+#include "internal/InterpRuns.h"
 
 namespace VELA::internal::pchip {
 
@@ -182,49 +184,63 @@ void PchipWalk(int n, const T* x, const T* f, const double* d, int ne, const T* 
     }
 }
 
-// The same values as PchipWalk, query by query: on strictly ascending knots without NaN, every query
-// of the walk ends up evaluated on the interval of the largest knot at or below it (the first interval
-// below the knots, the last one from x(n-1) on), with the arithmetic of chfev. Sorted queries reuse
-// the interval of the previous one; others are located through the bucket index.
+// The same values as PchipWalk: on strictly ascending knots without NaN, every query of the walk
+// ends up evaluated on the interval of the largest knot at or below it (the first interval below the
+// knots, the last one from x(n-1) on), with the arithmetic of chfev. Here each query's interval is
+// found through the bucket index, and runs of queries that share an interval are evaluated together.
+// When there are many queries, the interval coefficients are made once each into `coefficients`
+// (the caller's storage; may be null) instead of once per run.
 template <class T>
 void PchipDirect(int n, const T* x, const T* f, const double* d, int ne, const T* xe, T* fe,
-                 std::vector<int32_t>* index) {
-    KnotLocator<T> locator(x, n);
-    if (index && KnotTableWorthIt(n, ne)) locator.Build(*index);
-    int k = -1;  // interval of the coefficients below
-    double lower = 0, upper = 0, x1 = 0, f1 = 0, d1 = 0, c2 = 0, c3 = 0;
-    for (int i = 0; i < ne; ++i) {
-        const T q = xe[i];
-        if (!(q >= lower && q < upper)) {
-            int kk = locator.Find(q);
-            kk = kk < 0 ? 0 : kk > n - 2 ? n - 2 : kk;
-            if (kk != k) {
-                k = kk;
-                x1 = static_cast<double>(x[k]);
-                const double x2 = static_cast<double>(x[k + 1]);
-                f1 = static_cast<double>(f[k]);
-                const double f2 = static_cast<double>(f[k + 1]);
-                d1 = d[k];
-                const double h = x2 - x1;
-                const double delta = (f2 - f1) / h;
-                const double del1 = (d1 - delta) / h;
-                const double del2 = (d[k + 1] - delta) / h;
-                c2 = -(del1 + del1 + del2);
-                c3 = (del1 + del2) / h;
-                lower = k == 0 ? -INFINITY : x1;
-                upper = k == n - 2 ? INFINITY : x2;
-            }
+                 std::vector<int32_t>* index, std::vector<double>* coefficients = nullptr) {
+    KnotLocator<T> locator(x, n, KnotTableWorthIt(n, ne) ? index : nullptr);
+    // chfev's coefficients of interval k: c2 and c3 (x1, f1 and d1 are the knot's own).
+    auto make = [&](int k, double& c2, double& c3) {
+        const double x1 = static_cast<double>(x[k]);
+        const double h = static_cast<double>(x[k + 1]) - x1;
+        const double delta = (static_cast<double>(f[k + 1]) - static_cast<double>(f[k])) / h;
+        const double del1 = (d[k] - delta) / h;
+        const double del2 = (d[k + 1] - delta) / h;
+        c2 = -(del1 + del1 + del2);
+        c3 = (del1 + del2) / h;
+    };
+    const double* table = nullptr;
+    if (coefficients && ne >= n) {
+        try {
+            coefficients->resize(2 * static_cast<size_t>(n));
+            for (int k = 0; k + 1 < n; ++k)
+                make(k, (*coefficients)[2 * static_cast<size_t>(k)],
+                     (*coefficients)[2 * static_cast<size_t>(k) + 1]);
+            table = coefficients->data();
+        } catch (const std::bad_alloc&) {
+            table = nullptr;
         }
-        const double t = static_cast<double>(q) - x1;
-        fe[i] = static_cast<T>(f1 + t * (d1 + t * (c2 + t * c3)));
+    }
+    const kern::InterpKernelTable& ik = kern::IK();
+    int k = -1;
+    for (int i = 0; i < ne;) {
+        const T q = xe[i];
+        k = locator.FindAfter(k, q);
+        k = k < 0 ? 0 : k > n - 2 ? n - 2 : k;  // NaN: any interval gives NaN
+        double c[5] = {static_cast<double>(x[k]), static_cast<double>(f[k]), d[k], 0, 0};
+        if (table) {
+            c[3] = table[2 * static_cast<size_t>(k)];
+            c[4] = table[2 * static_cast<size_t>(k) + 1];
+        } else {
+            make(k, c[3], c[4]);
+        }
+        const T lower = k == 0 ? -INFINITY : x[k];
+        const T upper = k == n - 2 ? INFINITY : x[k + 1];
+        i = HermiteRun(ik, xe, fe, i, ne, lower, upper, c);
     }
 }
 
 // Values at ne queries. Fewer than two knots end the process with exit(-1); no queries print a message
-// and return. `index` (may be null) is the caller's storage for the bucket index.
+// and return. `index` and `coefficients` (either may be null) are the caller's storage for the bucket
+// index and the interval coefficients.
 template <class T>
 void spline_pchip_val(int n, const T* x, const T* f, const double* d, int ne, const T* xe, T* fe,
-                      std::vector<int32_t>* index) {
+                      std::vector<int32_t>* index, std::vector<double>* coefficients = nullptr) {
     if (n < 2) Fatal("SPLINE_PCHIP_VAL", "  Number of data points less than 2.\n", -1);
     if (ne < 1) {
         std::printf("\n");
@@ -233,7 +249,7 @@ void spline_pchip_val(int n, const T* x, const T* f, const double* d, int ne, co
         return;
     }
     if (StrictlyAscendingNoNaN(x, n))
-        PchipDirect(n, x, f, d, ne, xe, fe, index);
+        PchipDirect(n, x, f, d, ne, xe, fe, index, coefficients);
     else
         PchipWalk(n, x, f, d, ne, xe, fe);
 }

@@ -9,7 +9,7 @@
 namespace VELA {
 
 CubicHermiteInterpolation::CubicHermiteInterpolation(const CubicHermiteInterpolation& other)
-    : Interpolation(other) {
+    : Interpolation(other), intervalCoefficients(other.intervalCoefficients) {
     if (other.derivativesCapacity > 0) {
         derivatives = new double[static_cast<size_t>(other.derivativesCapacity)];
         std::copy(other.derivatives, other.derivatives + other.derivativesCapacity, derivatives);
@@ -25,6 +25,7 @@ CubicHermiteInterpolation& CubicHermiteInterpolation::operator=(const CubicHermi
         std::copy(other.derivatives, other.derivatives + other.derivativesCapacity, copy);
     }
     Interpolation::operator=(other);
+    intervalCoefficients = other.intervalCoefficients;
     delete[] derivatives;
     derivatives = copy;
     derivativesCapacity = other.derivativesCapacity;
@@ -59,7 +60,8 @@ VELAErrorCodeTag CubicHermiteInterpolation::InterpolateVector(Vec& result, const
         if (!derivatives) return VELAErrorMemoryAlloc;
     }
     spline_pchip_set(n, x.Data(), y.Data(), derivatives);
-    spline_pchip_val(n, x.Data(), y.Data(), derivatives, ne, q->Data(), result.Data(), &knotIndex);
+    spline_pchip_val(n, x.Data(), y.Data(), derivatives, ne, q->Data(), result.Data(), &knotIndex,
+                     &intervalCoefficients);
     return VELAErrorNone;
 }
 
@@ -81,13 +83,15 @@ void CubicHermiteInterpolation::spline_pchip_set(int n, const float* x, const fl
 }
 void CubicHermiteInterpolation::spline_pchip_val(int n, const double* x, const double* y, const double* d,
                                                  int ne, const double* xe, double* fe,
-                                                 std::vector<int32_t>* index) {
-    internal::pchip::spline_pchip_val(n, x, y, d, ne, xe, fe, index);
+                                                 std::vector<int32_t>* index,
+                                                 std::vector<double>* coefficients) {
+    internal::pchip::spline_pchip_val(n, x, y, d, ne, xe, fe, index, coefficients);
 }
 void CubicHermiteInterpolation::spline_pchip_val(int n, const float* x, const float* y, const double* d,
                                                  int ne, const float* xe, float* fe,
-                                                 std::vector<int32_t>* index) {
-    internal::pchip::spline_pchip_val(n, x, y, d, ne, xe, fe, index);
+                                                 std::vector<int32_t>* index,
+                                                 std::vector<double>* coefficients) {
+    internal::pchip::spline_pchip_val(n, x, y, d, ne, xe, fe, index, coefficients);
 }
 int CubicHermiteInterpolation::chfev(double x1, double x2, double f1, double f2, double d1, double d2, int ne,
                                      const double* xe, int xeOffset, double* fe, int feOffset, int* next) {

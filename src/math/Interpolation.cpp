@@ -1,9 +1,11 @@
 // Interpolation (linear), NearestInterpolation, InterpolationFactory, and the shared scalar forms.
 #include "Interpolation.h"
 
+#include <cmath>
 #include <new>
 
 #include "internal/KnotSearch.h"
+#include "internal/InterpRuns.h"
 
 namespace VELA {
 
@@ -46,23 +48,32 @@ VELAErrorCodeTag Linear(Vec& result, const Vec& xv, const Vec& yv, const Vec& qu
     T* out = result.Data();
     const T first = x[0], last = x[n - 1];
     if (StrictlyAscendingNoNaN(x, n)) {
-        // Every rule below names the same segment as the scan; it is only found faster.
-        KnotLocator<T> locator(x, n);
-        if (KnotTableWorthIt(n, ne)) locator.Build(index);
-        int k = 0;
-        for (int i = 0; i < ne; ++i) {
+        // The rules name one segment per query: segment k (the first one from -infinity) for
+        // x[k] <= q < x[k+1], and the last one, extended from x[n-1], for q >= x[n-1]. (A query at or
+        // below x[0] uses the first segment's own formula.) The segment is found through the index
+        // and shared by the run of queries that follow within it.
+        KnotLocator<T> locator(x, n, KnotTableWorthIt(n, ne) ? &index : nullptr);
+        const kern::InterpKernelTable& ik = kern::IK();
+        int k = -1;
+        for (int i = 0; i < ne;) {
             const T v = q[i];
-            if (v <= first) {
-                out[i] = (v - first) * s[0] + y[0];
-            } else if (v >= last) {
-                out[i] = (v - last) * s[n - 2] + y[n - 1];
+            T xk, sk, yk, lower, upper;
+            if (v >= last) {
+                xk = last;
+                sk = s[n - 2];
+                yk = y[n - 1];
+                lower = last;
+                upper = INFINITY;
             } else {
-                if (!(v >= x[k] && v < x[k + 1])) {
-                    k = locator.Find(v);
-                    if (k < 0) k = 0;  // NaN
-                }
-                out[i] = (v - x[k]) * s[k] + y[k];
+                k = locator.FindAfter(k, v);
+                k = k < 0 ? 0 : k;  // below the knots, or NaN
+                xk = x[k];
+                sk = s[k];
+                yk = y[k];
+                lower = k == 0 ? -INFINITY : x[k];
+                upper = x[k + 1];
             }
+            i = internal::LinearRun(ik, q, out, i, ne, lower, upper, xk, sk, yk);
         }
         return VELAErrorNone;
     }
@@ -92,8 +103,7 @@ VELAErrorCodeTag Nearest(Vec& result, const Vec& yv, const Vec& queries, const V
     const T* q = queries.Data();
     T* out = result.Data();
     const bool sorted = NonDecreasingNoNaN(b, m + 1);
-    KnotLocator<T> locator(b, m + 1);
-    if (sorted && KnotTableWorthIt(m + 1, ne)) locator.Build(index);
+    KnotLocator<T> locator(b, m + 1, sorted && KnotTableWorthIt(m + 1, ne) ? &index : nullptr);
     for (int i = 0; i < ne; ++i) {
         const T v = q[i];
         if (v != v) {

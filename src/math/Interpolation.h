@@ -176,7 +176,9 @@ class VELA_API Spline : public Interpolation {
 
   private:
     template <class T>
-    T SplintAt(int n, const T* x, const T* y, const T* y2, T query, const void* locator);
+    T SplintAt(int n, const T* x, const T* y, const T* y2, T query);
+    template <class T>
+    void SplintRuns(int n, const T* x, const T* y, const T* y2, int ne, const T* queries, T* out);
     template <class T, class Vec>
     VELAErrorCodeTag InterpolateVector(Vec& result, const Vec& x, const Vec& y, const Vec& queries);
 
@@ -224,9 +226,11 @@ class VELA_API CubicHermiteInterpolation : public Interpolation {
     static void spline_pchip_set(int n, const double* x, const double* y, double* d);
     static void spline_pchip_set(int n, const float* x, const float* y, double* d);
     static void spline_pchip_val(int n, const double* x, const double* y, const double* d, int ne,
-                                 const double* xe, double* fe, std::vector<int32_t>* index);
+                                 const double* xe, double* fe, std::vector<int32_t>* index,
+                                 std::vector<double>* coefficients);
     static void spline_pchip_val(int n, const float* x, const float* y, const double* d, int ne,
-                                 const float* xe, float* fe, std::vector<int32_t>* index);
+                                 const float* xe, float* fe, std::vector<int32_t>* index,
+                                 std::vector<double>* coefficients);
     static int chfev(double x1, double x2, double f1, double f2, double d1, double d2, int ne,
                      const double* xe, int xeOffset, double* fe, int feOffset, int* next);
     static int chfev(double x1, double x2, double f1, double f2, double d1, double d2, int ne,
@@ -238,6 +242,9 @@ class VELA_API CubicHermiteInterpolation : public Interpolation {
 
     double* derivatives = nullptr;  // owned; grows, never shrinks
     int32_t derivativesCapacity = 0;
+    // The cubics' coefficients per interval, made once per call when the queries outnumber the knots;
+    // kept so that repeated calls allocate nothing.
+    std::vector<double> intervalCoefficients;
 };
 
 // Makes interpolators. What it returns belongs to the caller (delete through Interpolation's virtual

@@ -3,10 +3,10 @@
 
 #include "Interpolation.h"
 #include "internal/KnotSearch.h"
+#include "internal/InterpRuns.h"
 
 namespace VELA {
 
-using internal::KnotLocator;
 using internal::KnotTableWorthIt;
 using internal::StrictlyAscendingNoNaN;
 
@@ -54,21 +54,12 @@ double* AllocRow<double>(int n) {
     return VELAAllocReal64(n);
 }
 
-// The cubic of the bracket [lo, hi] at q.
-inline double Cubic(const double* x, const double* y, const double* y2, int lo, int hi, double q) {
-    const double h = x[hi] - x[lo];
-    if (h == 0.0) return y[hi];
-    const double a = (x[hi] - q) / h;
-    const double b = (q - x[lo]) / h;
-    return a * y[lo] + b * y[hi] + ((a * a * a - a) * y2[lo] + (b * b * b - b) * y2[hi]) * (h * h) / 6.0;
-}
-inline float Cubic(const float* x, const float* y, const float* y2, int lo, int hi, float q) {
-    const float h = x[hi] - x[lo];
-    if (h == 0.0f) return y[hi];
-    const float a = (x[hi] - q) / h;
-    const float b = (q - x[lo]) / h;
-    return static_cast<float>(a * y[lo] + b * y[hi] +
-                              ((a * a * a - a) * y2[lo] + (b * b * b - b) * y2[hi]) * (h * h) / 6.0);
+// The cubic of the bracket [lo, hi] at q; a bracket of zero width gives y[hi].
+template <class T>
+T Cubic(const T* x, const T* y, const T* y2, int lo, int hi, T q) {
+    if (x[hi] - x[lo] == 0) return y[hi];
+    const T seg[6] = {x[lo], x[hi], y[lo], y[hi], y2[lo], y2[hi]};
+    return kern::scalar::Spline(q, seg);
 }
 
 }  // namespace
@@ -93,11 +84,10 @@ bool Spline::SplineInit(int n, const double* x, const double* y, double* secondD
     return true;
 }
 
-// `locator` (a KnotLocator<T> on strictly ascending knots, or null) replaces the bisection over all
-// knots when the kept bracket fails: on such knots both name the same bracket, the largest k <= n-2
-// with x[k] <= q (0 below the knots, n-2 for a NaN).
+// The stated evaluation: the previous bracket, widened, if it still holds the query, else all the
+// knots; then bisection down to one interval.
 template <class T>
-T Spline::SplintAt(int n, const T* x, const T* y, const T* y2, T q, const void* locator) {
+T Spline::SplintAt(int n, const T* x, const T* y, const T* y2, T q) {
     // A bracket left by a call on more knots is no bracket for these.
     if (bracketLow < 0 || bracketHigh > n - 1 || bracketLow > bracketHigh) bracketLow = bracketHigh = 0;
     int lo = bracketLow, hi = bracketHigh;
@@ -113,15 +103,8 @@ T Spline::SplintAt(int n, const T* x, const T* y, const T* y2, T q, const void* 
         hi = n - 1;
     }
     if (!(q == x[lo] || (q > x[lo] && q <= x[hi]))) {
-        if (locator) {
-            int k = q != q ? n - 2 : static_cast<const KnotLocator<T>*>(locator)->Find(q);
-            k = k < 0 ? 0 : k > n - 2 ? n - 2 : k;
-            lo = k;
-            hi = k + 1;
-        } else {
-            lo = 0;
-            hi = n - 1;
-        }
+        lo = 0;
+        hi = n - 1;
     }
     while (hi - lo > 1) {
         const int k = (hi + lo) / 2;
@@ -135,13 +118,39 @@ T Spline::SplintAt(int n, const T* x, const T* y, const T* y2, T q, const void* 
     return Cubic(x, y, y2, lo, hi, q);
 }
 
+// On strictly ascending knots without NaN the value at a query does not depend on the bracket the
+// evaluation above arrives at: inside an interval every path ends on that interval, and at a knot
+// both neighbouring cubics give the knot's value exactly (a or b is exactly 0 and the other exactly
+// 1). So the queries are evaluated here on the interval of the largest knot at or below them (the
+// first interval below the knots, the last from x[n-2] on, the last for a NaN), found through the
+// bucket index, in runs that share an interval. The bracket is left on the last query's interval.
+template <class T>
+void Spline::SplintRuns(int n, const T* x, const T* y, const T* y2, int ne, const T* q, T* out) {
+    internal::KnotLocator<T> locator(x, n, KnotTableWorthIt(n, ne) ? &knotIndex : nullptr);
+    const kern::InterpKernelTable& ik = kern::IK();
+    int k = 0;
+    for (int i = 0; i < ne;) {
+        const T v = q[i];
+        k = v != v ? n - 2 : locator.FindAfter(k, v);
+        k = k < 0 ? 0 : k > n - 2 ? n - 2 : k;
+        const T seg[6] = {x[k], x[k + 1], y[k], y[k + 1], y2[k], y2[k + 1]};
+        const T lower = k == 0 ? -INFINITY : x[k];
+        const T upper = k == n - 2 ? INFINITY : x[k + 1];
+        i = internal::SplineRun(ik, q, out, i, ne, lower, upper, seg);
+    }
+    if (ne > 0) {
+        bracketLow = k;
+        bracketHigh = k + 1;
+    }
+}
+
 float Spline::Splint(int n, const float* x, const float* y, const float* secondDerivatives, float query) {
-    return SplintAt<float>(n, x, y, secondDerivatives, query, nullptr);
+    return SplintAt<float>(n, x, y, secondDerivatives, query);
 }
 
 double Spline::Splint(int n, const double* x, const double* y, const double* secondDerivatives,
                       double query) {
-    return SplintAt<double>(n, x, y, secondDerivatives, query, nullptr);
+    return SplintAt<double>(n, x, y, secondDerivatives, query);
 }
 
 template <class T, class Vec>
@@ -163,13 +172,10 @@ VELAErrorCodeTag Spline::InterpolateVector(Vec& result, const Vec& x, const Vec&
     const T* q = queries.Data();
     T* out = result.Data();
     if (StrictlyAscendingNoNaN(xs, n)) {
-        KnotLocator<T> locator(xs, n);
-        if (KnotTableWorthIt(n, ne)) locator.Build(knotIndex);
-        for (int i = 0; i < ne; ++i)
-            out[i] = SplintAt<T>(n, xs, ys, y2, q[i], &locator);
+        SplintRuns<T>(n, xs, ys, y2, ne, q, out);
     } else {
         for (int i = 0; i < ne; ++i)
-            out[i] = SplintAt<T>(n, xs, ys, y2, q[i], nullptr);
+            out[i] = SplintAt<T>(n, xs, ys, y2, q[i]);
     }
     VELADelete(y2);
     return VELAErrorNone;
@@ -236,13 +242,10 @@ bool Spline::Interpolate(VecReal32& result, const VecReal32& queries, const VecR
     const float* q = queries.Data();
     float* out = result.Data();
     if (StrictlyAscendingNoNaN(xs, n)) {
-        KnotLocator<float> locator(xs, n);
-        if (KnotTableWorthIt(n, ne)) locator.Build(knotIndex);
-        for (int i = 0; i < ne; ++i)
-            out[i] = SplintAt<float>(n, xs, y.Data(), table.Data(), q[i], &locator);
+        SplintRuns<float>(n, xs, y.Data(), table.Data(), ne, q, out);
     } else {
         for (int i = 0; i < ne; ++i)
-            out[i] = SplintAt<float>(n, xs, y.Data(), table.Data(), q[i], nullptr);
+            out[i] = SplintAt<float>(n, xs, y.Data(), table.Data(), q[i]);
     }
     return true;
 }
