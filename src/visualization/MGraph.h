@@ -64,7 +64,7 @@ class VELA_API MGraph {
 
     // Plots into `figure` (0: the next free number; the number used is written back nowhere, but the
     // next automatic one follows it). Null labels give "Figure <figure>: n=<n>", "x-axis" and "y-axis";
-    // a style such as "*-" is passed to plot as its line specification.
+    // a style such as "*-" is passed to plot as its line style.
     void Plot(const VecCplx64& data, int figure, const char* title = nullptr, const char* xLabel = nullptr,
               const char* yLabel = nullptr, const char* style = nullptr);  // imaginary over real
     void Plot(const VecCplx32& data, int figure, const char* title = nullptr, const char* xLabel = nullptr,
