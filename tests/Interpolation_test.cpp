@@ -149,6 +149,31 @@ TEST(Interpolation, RepeatedKnotTakesTheUpperOfTheTwoValues) {
     EXPECT_DOUBLE_EQ(r[2], 3.5);
 }
 
+// Random knots with runs of repeated values (non-decreasing): away from the repeated knots themselves,
+// where the rule takes the upper value and interp1d the lower, the two agree.
+TEST(Interpolation, RepeatedKnotsMatchScipyAwayFromTheRepeats) {
+    RandomCurve c(400, 51);
+    const std::vector<double> pick = Uniform(c.x.size(), 52);
+    // About one knot in seven repeats its neighbour; the end segments keep their width.
+    for (size_t i = 2; i + 1 < c.x.size(); ++i)
+        if (pick[i] < 0.15) c.x[i] = c.x[i - 1];
+    ASSERT_NE(std::adjacent_find(c.x.begin(), c.x.end()), c.x.end());
+    ASSERT_NE(c.x[1], c.x[0]);
+    ASSERT_NE(c.x[c.x.size() - 1], c.x[c.x.size() - 2]);  // the end slopes are finite
+    std::vector<double> q;
+    for (double v : c.Queries(3000, 53))
+        if (!std::binary_search(c.x.begin(), c.x.end(), v)) q.push_back(v);
+    const std::vector<double> want = PyEval(
+        "from scipy.interpolate import interp1d\n"
+        "out = interp1d(a0, a1, fill_value='extrapolate', assume_sorted=True)(a2)",
+        {c.x, c.y, q});
+    Interpolation linear;
+    VecReal64 r;
+    ASSERT_EQ(linear.Interpolate(r, MakeReal64(c.x), MakeReal64(c.y), MakeReal64(q)), VELAErrorNone);
+    EXPECT_TRUE(NearAbs(ToDoubles(r), want, 1e-12));
+    EXPECT_TRUE(NearAbs(ToDoubles(r), LinearRule(c.x, c.y, q), 0));
+}
+
 TEST(Interpolation, ScalarFormsEqualTheVectorForms) {
     RandomCurve c(40, 51);
     const std::vector<double> q = c.Queries(30, 52);
