@@ -60,6 +60,7 @@ const EntryPoint kEntryPoints[] = {
     {"CubicHermiteInterpolation", &CubicHermiteInterpolation::UnitTest},
     {"InterpolationFactory", &InterpolationFactory::UnitTest},
     {"VELATimer", &VELATimer::UnitTest},
+    {"MGraph", &MGraph::UnitTest},  // through the Octave server, which the test set-up installs
 };
 
 class UnitTestEntryPoints : public testing::TestWithParam<EntryPoint> {};

@@ -409,7 +409,42 @@ bool MGraph::SaveFigure(int figure, const char* fileName) {
         quoted += c;
         if (c == '\'') quoted += '\'';
     }
-    command = Format("print(%d, '-dpng', '%s');", figure, quoted.c_str());
+    // The gnuplot toolkit centres every axes title whatever its alignment, which would cut the footer's
+    // left-aligned caption and right-aligned time stamp in half at the figure's edges. For the print
+    // alone, each such title of an invisible axes is drawn instead as a text of the same look anchored
+    // at the axes' left or right edge; the titles are restored afterwards, so the figure itself (and
+    // what later commands see) is unchanged. The copies are shown without TeX interpretation because
+    // the toolkit's conversion of TeX loses characters such as '@'; gnuplot still reads the caption's
+    // backslash escapes, so "a\_b\\c" shows as a_b\c.
+    command = Format(
+        "__corvane_f = %d; __corvane_t = []; __corvane_s = {}; __corvane_h = [];\n"
+        "unwind_protect\n"
+        "  for __corvane_a = findall(__corvane_f, 'type', 'axes').'\n"
+        "    __corvane_ti = get(__corvane_a, 'Title');\n"
+        "    __corvane_ha = get(__corvane_ti, 'HorizontalAlignment');\n"
+        "    if (strcmp(get(__corvane_a, 'Visible'), 'off') && strcmp(get(__corvane_ti, 'Visible'), 'on') "
+        "...\n"
+        "        && ! isempty(get(__corvane_ti, 'String')) && any(strcmp(__corvane_ha, {'left', 'right'})))\n"
+        "      __corvane_h(end+1) = text(0, 0, get(__corvane_ti, 'String'), 'Parent', __corvane_a, ...\n"
+        "        'Units', 'normalized', 'Position', [strcmp(__corvane_ha, 'right') 1 0], ...\n"
+        "        'HorizontalAlignment', __corvane_ha, 'VerticalAlignment', 'bottom', ...\n"
+        "        'Color', get(__corvane_ti, 'Color'), 'FontWeight', get(__corvane_ti, 'FontWeight'), ...\n"
+        "        'FontSize', get(__corvane_ti, 'FontSize'), 'Interpreter', 'none');\n"
+        "      __corvane_t(end+1) = __corvane_ti;\n"
+        "      __corvane_s{end+1} = get(__corvane_ti, 'String');\n"
+        "      set(__corvane_ti, 'String', '');\n"
+        "    end\n"
+        "  end\n"
+        "  print(__corvane_f, '-dpng', '%s');\n"
+        "unwind_protect_cleanup\n"
+        "  for __corvane_k = 1:numel(__corvane_t)\n"
+        "    set(__corvane_t(__corvane_k), 'String', __corvane_s{__corvane_k});\n"
+        "  end\n"
+        "  delete(__corvane_h(ishghandle(__corvane_h)));\n"
+        "  clear __corvane_f __corvane_t __corvane_s __corvane_h __corvane_a __corvane_ti __corvane_ha "
+        "__corvane_k;\n"
+        "end_unwind_protect",
+        figure, quoted.c_str());
     if (engine->Execute(command.c_str()) != 0) return false;
     struct stat st {};
     return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0;

@@ -105,6 +105,8 @@ class VELA_API MGraph {
     // starting a server; it is deleted with the object. Throws as the public constructor does: for a
     // null engine "memory allocation error", for one that is not connected "MATLAB access error".
     MGraph(const char* caption, CMatlabEngine* engine);
+    // The body of UnitTest on a graph already made, so that a substitute engine can follow it.
+    static bool UnitTestOn(MGraph& graph, UnitTestRecorder& recorder);
 
   private:
     void Init(const char* caption, CMatlabEngine* engine);

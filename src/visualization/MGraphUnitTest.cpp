@@ -8,6 +8,10 @@ namespace VELA {
 
 bool MGraph::UnitTest(UnitTestRecorder& recorder) {
     MGraph graph("MGraph self-test");
+    return UnitTestOn(graph, recorder);
+}
+
+bool MGraph::UnitTestOn(MGraph& graph, UnitTestRecorder& recorder) {
     const int n = 50;
     VecCplx32 demo(n);
     for (int i = 0; i < n; ++i) {

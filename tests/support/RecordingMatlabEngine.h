@@ -101,6 +101,7 @@ class RecordingMatlabEngine : public VELA::CMatlabEngine {
 class GraphOn : public VELA::MGraph {
   public:
     GraphOn(const char* caption, VELA::CMatlabEngine* engine) : MGraph(caption, engine) {}
+    using MGraph::UnitTestOn;
 };
 
 }  // namespace corvane_test
