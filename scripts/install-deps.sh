@@ -14,6 +14,7 @@ PACKAGES=(
     libliquid-dev      # peer half-band decimators for the benchmarks
     python3-numpy python3-scipy  # numerical oracles of the tests (/usr/bin/python3)
     python3-pil        # Pillow: the image-resize anchor of the display benchmark
+    octave gnuplot-nox fonts-freefont-otf ghostscript  # MGraph's plotting server: headless Octave, gnuplot, PNG output
     valgrind
 )
 

@@ -13,6 +13,7 @@
 #include "math/matrix.h"
 #include "math/Complex.h"
 #include "math/MathUtils.h"
+#include "math/Interpolation.h"
 #include "dsp/FT.h"
 #include "dsp/FFTPlanning.h"
 #include "dsp/DSPUtils.h"
@@ -48,3 +49,5 @@
 #include "dsp/PersistenceDisplay.h"
 #include "dsp/NexaSupport.h"
 #include "infra/UnitTestRecorder.h"
+#include "infra/VELATimer.h"
+#include "visualization/MGraph.h"

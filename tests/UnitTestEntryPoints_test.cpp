@@ -56,6 +56,13 @@ const EntryPoint kEntryPoints[] = {
     {"UserDefinedFilter", &UserDefinedFilter::UnitTest},
     {"IntegralUserDefinedFilter", &IntegralUserDefinedFilter::UnitTest},
     {"RBWFilter", &RBWFilter::UnitTest},
+    {"Interpolation", &Interpolation::UnitTest},
+    {"NearestInterpolation", &NearestInterpolation::UnitTest},
+    {"Spline", &Spline::UnitTest},
+    {"CubicHermiteInterpolation", &CubicHermiteInterpolation::UnitTest},
+    {"InterpolationFactory", &InterpolationFactory::UnitTest},
+    {"VELATimer", &VELATimer::UnitTest},
+    {"MGraph", &MGraph::UnitTest},  // through the Octave server, which the test set-up installs
 };
 
 class UnitTestEntryPoints : public testing::TestWithParam<EntryPoint> {};

@@ -132,6 +132,17 @@ class VELA_API FFT {
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
+    // Timing on VELATimer. Times `count` forward transforms of 2^order points of seeded random data
+    // (srand(123456), rand()/32767.0) and records " Count=<count> Size=<n>, Elapsed=<us> us/FFT" under
+    // "FFT". All records of this function share one static text, so a later listing shows the last
+    // text for each of them.
+    static void UnitTimeTest(UnitTestRecorder& recorder, int count, int order);
+    // The form above for (count, order) = (62500, 6), (25000, 7), ..., (6, 16), then (2, 17..24).
+    // Takes minutes and about 400 MB for the largest orders. Returns true.
+    static bool UnitTimeTest(UnitTestRecorder& recorder);
+    // A load generator: forward transforms of 2^24 points for ever (stop it with a signal).
+    [[noreturn]] static void UnitLoopTest();
+
   private:
     kern::FFTPlan* spec;
     void* workBuf;

@@ -1,0 +1,74 @@
+// Runs of queries that share one piece of a curve, for the interpolators: the run that starts at a
+// query is evaluated through the vector kernels while they can take it, then element by element with
+// the same scalar forms (which give the same bits).
+#pragma once
+
+#include "kernel/InterpKernels.h"
+#include "kernel/InterpScalar.h"
+
+namespace VELA::internal {
+
+// Evaluates the run of queries that starts at q[i] and stays in [lower, upper), which holds q[i]
+// unless q[i] is NaN or infinite (then q[i] alone is evaluated). `kernel(q, out, n)` evaluates a
+// leading part of q[0 .. n) in [lower, upper) and returns its length; `scalar(v)` evaluates one query.
+// Returns the index after the run. The next query is looked at first, so random queries (runs of
+// one) cost no kernel call.
+template <class T, class Kernel, class Scalar>
+int EvaluateRun(const T* q, T* out, int i, int ne, T lower, T upper, Kernel kernel, Scalar scalar) {
+    auto in = [lower, upper](T v) { return v >= lower && v < upper; };
+    if (i + 1 < ne && in(q[i]) && in(q[i + 1])) {
+        int j = i + kernel(q + i, out + i, ne - i);
+        for (; j < ne && in(q[j]); ++j)
+            out[j] = scalar(q[j]);
+        return j;
+    }
+    out[i] = scalar(q[i]);
+    return i + 1;
+}
+
+inline int LinearRun(const kern::InterpKernelTable& k, const double* q, double* out, int i, int ne,
+                     double lower, double upper, double xk, double s, double yk) {
+    return EvaluateRun(
+        q, out, i, ne, lower, upper,
+        [&](const double* p, double* o, int n) { return k.linear_f64(p, o, n, lower, upper, xk, s, yk); },
+        [&](double v) { return kern::scalar::Linear(v, xk, s, yk); });
+}
+inline int LinearRun(const kern::InterpKernelTable& k, const float* q, float* out, int i, int ne, float lower,
+                     float upper, float xk, float s, float yk) {
+    return EvaluateRun(
+        q, out, i, ne, lower, upper,
+        [&](const float* p, float* o, int n) { return k.linear_f32(p, o, n, lower, upper, xk, s, yk); },
+        [&](float v) { return kern::scalar::Linear(v, xk, s, yk); });
+}
+
+inline int SplineRun(const kern::InterpKernelTable& k, const double* q, double* out, int i, int ne,
+                     double lower, double upper, const double* seg) {
+    return EvaluateRun(
+        q, out, i, ne, lower, upper,
+        [&](const double* p, double* o, int n) { return k.spline_f64(p, o, n, lower, upper, seg); },
+        [&](double v) { return kern::scalar::Spline(v, seg); });
+}
+inline int SplineRun(const kern::InterpKernelTable& k, const float* q, float* out, int i, int ne, float lower,
+                     float upper, const float* seg) {
+    return EvaluateRun(
+        q, out, i, ne, lower, upper,
+        [&](const float* p, float* o, int n) { return k.spline_f32(p, o, n, lower, upper, seg); },
+        [&](float v) { return kern::scalar::Spline(v, seg); });
+}
+
+inline int HermiteRun(const kern::InterpKernelTable& k, const double* q, double* out, int i, int ne,
+                      double lower, double upper, const double* c) {
+    return EvaluateRun(
+        q, out, i, ne, lower, upper,
+        [&](const double* p, double* o, int n) { return k.hermite_f64(p, o, n, lower, upper, c); },
+        [&](double v) { return kern::scalar::Hermite(v, c); });
+}
+inline int HermiteRun(const kern::InterpKernelTable& k, const float* q, float* out, int i, int ne,
+                      float lower, float upper, const double* c) {
+    return EvaluateRun(
+        q, out, i, ne, lower, upper,
+        [&](const float* p, float* o, int n) { return k.hermite_f32(p, o, n, lower, upper, c); },
+        [&](float v) { return kern::scalar::Hermite(v, c); });
+}
+
+}  // namespace VELA::internal
