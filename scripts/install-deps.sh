@@ -13,6 +13,8 @@ PACKAGES=(
     libvolk2-dev       # peer kernels for the benchmarks
     libliquid-dev      # peer half-band decimators for the benchmarks
     python3-numpy python3-scipy  # numerical oracles of the tests (/usr/bin/python3)
+    pybind11-dev python3-pybind11  # the corvane Python package
+    python3-pytest python3-matplotlib  # its tests and its example plot
     valgrind
 )
 
