@@ -80,7 +80,7 @@ struct PyStepped {
             p.cispr_acq_num = ss.GetCISPRAcqNum();
             p.noise_marker_correction_db = ss.GetNoiseMarkerCorrection();
         });
-        tunings = freqSteps.GetSize();
+        tunings = estimateOnly ? 0 : freqSteps.GetSize();
         p.freq_steps_hz = ToNumpy(freqSteps);
         p.acq_spans_hz = ToNumpy(acqSpans);
         p.num_samples = ToNumpy(numSamples);
@@ -91,7 +91,8 @@ struct PyStepped {
     }
 
     void CheckIndex(int index) const {
-        if (index < 0 || index >= tunings)
+        // Without a plan the library itself refuses the call, with its own error.
+        if (tunings > 0 && (index < 0 || index >= tunings))
             throw py::value_error("index: tuning " + std::to_string(index) + " outside the plan (0.." +
                                   std::to_string(tunings - 1) + ")");
     }
