@@ -175,7 +175,8 @@ void RegisterFilters(py::module_& m) {
                 s.f.Flush();
             },
             "Clears the delay lines (a break in the stream).")
-        .def_property_readonly("tap_count", [](PySFIR& s) { return s.f.GetTapCount(); });
+        .def_property_readonly(
+            "tap_count", [](PySFIR& s) { return s.f.GetTapCount(); }, "Number of taps.");
 
     py::class_<PyDecim>(m, "DecimationFilter", "Stages of filter-and-halve with the same taps.")
         .def(py::init([](int stages, const py::handle& taps) {
@@ -217,8 +218,10 @@ void RegisterFilters(py::module_& m) {
         .def_property_readonly(
             "filter_charge_time", [](PyDecim& s) { return s.f.GetFilterChargeTime(); },
             "required_input_length(0), in input samples.")
-        .def_property_readonly("stage_count", [](PyDecim& s) { return s.f.GetStageCount(); })
-        .def_property_readonly("tap_count", [](PyDecim& s) { return s.f.GetTapCount(); });
+        .def_property_readonly(
+            "stage_count", [](PyDecim& s) { return s.f.GetStageCount(); }, "Number of halving stages.")
+        .def_property_readonly(
+            "tap_count", [](PyDecim& s) { return s.f.GetTapCount(); }, "Taps per stage.");
 
     py::class_<PyBaseFilter>(m, "FIRBaseFilter",
                              "A filter of the family (made by FIRFilterFactory.make_filter): design with "
@@ -267,8 +270,12 @@ void RegisterFilters(py::module_& m) {
             py::arg("x"), py::arg("center") = true,
             "x through the designed taps: float32 x gives float32 (complex64 for a complex kind), complex64 "
             "gives complex64.")
-        .def_property_readonly("is_integral_filter", [](PyBaseFilter& s) { return s.f->IsIntegralFilter(); })
-        .def_property_readonly("is_complex_filter", [](PyBaseFilter& s) { return s.f->IsComplexFilter(); })
+        .def_property_readonly(
+            "is_integral_filter", [](PyBaseFilter& s) { return s.f->IsIntegralFilter(); },
+            "Whether the kind shapes steps rather than filtering a waveform.")
+        .def_property_readonly(
+            "is_complex_filter", [](PyBaseFilter& s) { return s.f->IsComplexFilter(); },
+            "Whether the kind filters with complex taps.")
         .def_property(
             "time_shift_s", [](PyBaseFilter& s) { return s.f->GetTimeShift(); },
             [](PyBaseFilter& s, float t) {
@@ -278,8 +285,10 @@ void RegisterFilters(py::module_& m) {
             "Sub-sample time shift (seconds) of the integral kinds.")
         .def_property_readonly(
             "delay", [](PyBaseFilter& s) { return s.f->GetDelay(); }, "Group delay in samples.")
-        .def_property_readonly("tap_count", [](PyBaseFilter& s) { return s.f->GetNofTaps(); })
-        .def_property_readonly("filter_type", [](PyBaseFilter& s) { return s.f->GetFilterType(); })
+        .def_property_readonly(
+            "tap_count", [](PyBaseFilter& s) { return s.f->GetNofTaps(); }, "Number of designed taps.")
+        .def_property_readonly(
+            "filter_type", [](PyBaseFilter& s) { return s.f->GetFilterType(); }, "The kind (FilterType).")
         .def_property_readonly(
             "taps",
             [](PyBaseFilter& s) {

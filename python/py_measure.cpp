@@ -418,7 +418,8 @@ void RegisterMeasurements(py::module_& m) {
                 return ToNumpy(v);
             },
             "Meter output of the last quasi-peak step (without the maximum hold).")
-        .def_static("is_cispr_detector", &VELA::CISPRDetector::IsCISPRDetector, py::arg("detector"))
+        .def_static("is_cispr_detector", &VELA::CISPRDetector::IsCISPRDetector, py::arg("detector"),
+                    "Whether `detector` is one of the three CISPR detectors.")
         .def_static(
             "six_db_bandwidth",
             [](double freq, VELA::DetectorType det) {
@@ -457,7 +458,8 @@ void RegisterMeasurements(py::module_& m) {
                 ObjectLock lock(s.mu);
                 s.z.SetSource(c, sp, fs);
             },
-            py::kw_only(), py::arg("src_center_hz"), py::arg("src_span_hz"), py::arg("src_samp_freq_hz"))
+            py::kw_only(), py::arg("src_center_hz"), py::arg("src_span_hz"), py::arg("src_samp_freq_hz"),
+            "A new source (Hz); a change clears the zoom and returns the unit to dB.")
         .def(
             "set_parameters",
             [](PyZoom& s, double c, double sp, double rbw, VELA::WindowType w, double para) {
@@ -499,7 +501,8 @@ void RegisterMeasurements(py::module_& m) {
                 ObjectLock lock(s.mu);
                 s.s.SetSource(c, sp, fs);
             },
-            py::kw_only(), py::arg("src_center_hz"), py::arg("src_span_hz"), py::arg("src_samp_freq_hz"))
+            py::kw_only(), py::arg("src_center_hz"), py::arg("src_span_hz"), py::arg("src_samp_freq_hz"),
+            "A new source (Hz); a change clears the setting until set_parameters.")
         .def(
             "set_parameters",
             [](PySource& s, double c, double sp) {

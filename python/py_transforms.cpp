@@ -263,8 +263,10 @@ void RegisterTransforms(py::module_& m) {
             },
             py::arg("x"),
             "The M outputs for a block of at least N samples (complex64, or complex128 with use64).")
-        .def_property_readonly("input_size", [](PyChirpZ& s) { return s.cz.GetInputSize(); })
-        .def_property_readonly("output_size", [](PyChirpZ& s) { return s.cz.GetOutputSize(); })
+        .def_property_readonly(
+            "input_size", [](PyChirpZ& s) { return s.cz.GetInputSize(); }, "N, samples read from each block.")
+        .def_property_readonly(
+            "output_size", [](PyChirpZ& s) { return s.cz.GetOutputSize(); }, "M, output points.")
         .def_property_readonly(
             "fft_size", [](PyChirpZ& s) { return s.cz.GetFFTSize(); },
             "Length of the power-of-two transforms used.");
