@@ -18,6 +18,8 @@
 #include <cstring>
 #include <mutex>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 #include <corvane/math/IntVector.h>
 #include <corvane/math/Vector.h>
@@ -124,6 +126,29 @@ void LoadVector(Vec& dst, const py::handle& obj, const char* what) {
     CheckVector<typename VecTraits<Vec>::Np>(a, what);
     CopyIn(dst, a);
 }
+
+// A read-only view of a checked numpy array as one of the library's vectors, without a copy: the
+// vector's window points into the array's buffer and it owns no block (base null, capacity 0), the
+// same shape as the library's own views. Only for arguments the library takes as const and never
+// resizes; the caller keeps the array alive (it holds a reference) for as long as the view is used.
+template <class Vec>
+class Borrowed : public Vec {
+  public:
+    using Elem = std::remove_reference_t<decltype(*std::declval<Vec&>().Data())>;
+    explicit Borrowed(const py::array& a) {
+        this->data = const_cast<Elem*>(static_cast<const Elem*>(a.data()));
+        this->size = static_cast<int>(a.shape(0));
+        this->base = nullptr;
+        this->capacity = 0;
+    }
+    // Forget the borrowed buffer before the base class releases its (absent) block.
+    ~Borrowed() override {
+        this->data = this->base = nullptr;
+        this->size = this->capacity = 0;
+    }
+    Borrowed(const Borrowed&) = delete;
+    Borrowed& operator=(const Borrowed&) = delete;
+};
 
 // A new numpy array holding the visible elements of `src`. Needs the GIL.
 template <class Vec>

@@ -22,8 +22,7 @@ struct PySpectrum {
     PySpectrum(int size, VELA::WindowType window, float para) : s(size, window, para) {}
     std::mutex mu;
     VELA::Spectrum s;
-    VELA::VecCplx32 c;
-    VELA::VecReal32 r, out;
+    VELA::VecReal32 out;
 
     py::array Apply(const py::handle& obj) {
         ObjectLock lock(mu);
@@ -34,12 +33,12 @@ struct PySpectrum {
                                   std::to_string(x.shape(0)));
         if (HasDtype<cf>(x)) {
             CheckVector<cf>(x, "x");
-            CopyIn(c, x);
-            Released([&] { s.Apply(out, c); });
+            Borrowed<VELA::VecCplx32> in(x);
+            Released([&] { s.Apply(out, in); });
         } else if (HasDtype<float>(x)) {
             CheckVector<float>(x, "x");
-            CopyIn(r, x);
-            Released([&] { s.Apply(out, r); });
+            Borrowed<VELA::VecReal32> in(x);
+            Released([&] { s.Apply(out, in); });
         } else {
             throw py::type_error("x: expected dtype complex64 or float32, got " + DtypeName(x));
         }
