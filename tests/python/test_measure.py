@@ -200,8 +200,8 @@ def test_digital_source_shifts_and_decimates_a_tone():
     y = src.apply(x)
     fs_out = src.samp_freq_hz
     assert fs_out < FS and len(y) >= 4096
-    spec = np.abs(np.fft.fft(y[:4096]))
-    f = np.fft.fftfreq(4096, 1 / fs_out)[int(np.argmax(spec))]
+    mags = np.abs(np.fft.fft(y[:4096]))
+    f = np.fft.fftfreq(4096, 1 / fs_out)[int(np.argmax(mags))]
     assert abs(f - 0.1e6) <= fs_out / 4096
     rate, outs = src.output_parameters(n)
     assert rate == fs_out and outs >= 4096
