@@ -15,6 +15,8 @@ PACKAGES=(
     python3-numpy python3-scipy  # numerical oracles of the tests (/usr/bin/python3)
     python3-pil        # Pillow: the image-resize anchor of the display benchmark
     octave gnuplot-nox fonts-freefont-otf ghostscript  # MGraph's plotting server: headless Octave, gnuplot, PNG output
+    pybind11-dev python3-pybind11  # the corvane Python package
+    python3-pytest python3-matplotlib  # its tests and its example plot
     valgrind
 )
 

@@ -4,7 +4,7 @@
 #   2. the same under AddressSanitizer and UndefinedBehaviorSanitizer;
 #   3. the thread tests under ThreadSanitizer;
 #   4. install, then build and run a consumer project against the installed package, once through
-#      find_package(Corvane) and once through pkg-config.
+#      find_package(Corvane) and once through pkg-config, and import the installed Python package.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 jobs="$(nproc)"
@@ -16,20 +16,21 @@ common=(-DCORVANE_BUILD_TESTS=ON -DCORVANE_BUILD_TOOLS=ON -DCORVANE_BUILD_BENCH=
 
 echo "== release build and tests"
 cmake -S "$root" -B "$root/build" -DCMAKE_BUILD_TYPE=Release "${common[@]}" \
-    -DCORVANE_SANITIZE=OFF -DCORVANE_TSAN=OFF >/dev/null
+    -DCORVANE_SANITIZE=OFF -DCORVANE_TSAN=OFF -DCORVANE_BUILD_PYTHON=ON >/dev/null
 cmake --build "$root/build" -j"$jobs"
 (cd "$root/build" && ctest --no-tests=error --output-on-failure -j"$jobs")
 
 echo "== sanitizer build and tests (address, undefined)"
 cmake -S "$root" -B "$root/build-asan" -DCMAKE_BUILD_TYPE=RelWithDebInfo "${common[@]}" \
-    -DCORVANE_SANITIZE=ON -DCORVANE_TSAN=OFF >/dev/null
+    -DCORVANE_SANITIZE=ON -DCORVANE_TSAN=OFF -DCORVANE_BUILD_PYTHON=OFF >/dev/null
 cmake --build "$root/build-asan" -j"$jobs"
 (cd "$root/build-asan" && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
     UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --no-tests=error --output-on-failure -j"$jobs")
 
 echo "== thread tests under ThreadSanitizer"
 cmake -S "$root" -B "$root/build-tsan" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCORVANE_BUILD_TESTS=ON \
-    -DCORVANE_BUILD_TOOLS=OFF -DCORVANE_BUILD_BENCH=OFF -DCORVANE_SANITIZE=OFF -DCORVANE_TSAN=ON >/dev/null
+    -DCORVANE_BUILD_TOOLS=OFF -DCORVANE_BUILD_BENCH=OFF -DCORVANE_SANITIZE=OFF -DCORVANE_TSAN=ON \
+    -DCORVANE_BUILD_PYTHON=OFF >/dev/null
 cmake --build "$root/build-tsan" -j"$jobs" --target corvane_tsan_tests
 (cd "$root/build-tsan" && ctest --no-tests=error --output-on-failure -j"$jobs")
 
@@ -44,4 +45,11 @@ PKG_CONFIG_PATH="$prefix/lib/pkgconfig:$prefix/lib/x86_64-linux-gnu/pkgconfig" \
     bash -c 'c++ -std=c++20 -Wall -Wextra -Werror "$0/examples/consumer/main.cpp" -o "$0/build/consumer/consumer-pc" \
              $(pkg-config --cflags --libs corvane) -Wl,-rpath,"$(pkg-config --variable=libdir corvane)"' "$root"
 "$root/build/consumer/consumer-pc"
+# The installed Python package imports from the prefix (not from the build tree) and runs.
+pydir="$prefix/$(/usr/bin/python3 -c 'import sys; print(f"lib/python{sys.version_info[0]}.{sys.version_info[1]}/dist-packages")')"
+PYTHONPATH="$pydir" /usr/bin/python3 -c '
+import sys, numpy as np, corvane
+assert corvane.__file__.startswith(sys.argv[1]), corvane.__file__
+print("installed corvane:", corvane.__file__, corvane.Spectrum(size=64).apply(np.ones(64, np.complex64)).max())
+' "$pydir"
 echo "== all checks passed"
