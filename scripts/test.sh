@@ -44,4 +44,9 @@ PKG_CONFIG_PATH="$prefix/lib/pkgconfig:$prefix/lib/x86_64-linux-gnu/pkgconfig" \
     bash -c 'c++ -std=c++20 -Wall -Wextra -Werror "$0/examples/consumer/main.cpp" -o "$0/build/consumer/consumer-pc" \
              $(pkg-config --cflags --libs corvane) -Wl,-rpath,"$(pkg-config --variable=libdir corvane)"' "$root"
 "$root/build/consumer/consumer-pc"
+# The installed self-test host, run from an empty directory, finds the installed library and the
+# installed reference files of the self-tests (relative to the library, not to the working directory).
+run_dir="$(mktemp -d)"
+(cd "$run_dir" && "$prefix/bin/corvane-selftest" DigitalIQDownconverter)
+rm -rf "$run_dir"
 echo "== all checks passed"
