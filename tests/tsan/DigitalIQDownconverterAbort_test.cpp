@@ -1,13 +1,22 @@
 // DigitalIQDownconverter::RequestAbort from other threads while Apply runs: the long call stops with
-// code 1, what it wrote is a prefix of the uninterrupted result, and after Flush the next stream is
-// right. Built into the ordinary test binary and, with CORVANE_TSAN, under ThreadSanitizer, which
-// reports any data race between the request and the polling loop.
+// code 1, what it wrote is a prefix of the uninterrupted result, a request made at a known sample (the
+// processing thread stopped at a page fault while another thread asks) leaves no output reaching more
+// than M samples past it, and after Flush the next stream is right. Built into the ordinary test binary
+// and, with CORVANE_TSAN, under ThreadSanitizer, which reports any data race between the request and the
+// polling loop.
 #include <corvane/dsp/DigitalIQDownconverter.h>
 #include <gtest/gtest.h>
 
+#include <semaphore.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <atomic>
-#include <cstdio>
+#include <cerrno>
 #include <cmath>
+#include <cstdint>
+#include <cstdio>
 #include <limits>
 #include <thread>
 #include <vector>
@@ -105,6 +114,91 @@ TEST(DigitalIQDownconverterAbort, LongApplyAbortedFromAnotherThreadReturnsOneWit
     ASSERT_EQ(fresh.Apply(b, next), VELAErrorNone);
     ASSERT_EQ(a.GetSize(), b.GetSize());
     EXPECT_EQ(Flat(a, a.GetSize()), Flat(b, b.GetSize()));
+}
+
+namespace {
+
+// A request made at a known point of the stream: one page of the input is made unreadable, and when the
+// processing thread first touches it, the fault handler (on that thread) lets another thread request
+// the abort, waits until it has, makes the page readable again and returns, so the interrupted load
+// completes. The request thus happens-before everything Apply does after that sample was reached.
+sem_t gFaulted, gRequested;
+char* gPage = nullptr;
+size_t gPageSize = 0;
+
+void OnFault(int sig, siginfo_t* info, void*) {
+    const int savedErrno = errno;
+    char* at = static_cast<char*>(info->si_addr);
+    if (gPage == nullptr || at < gPage || at >= gPage + gPageSize) {
+        // Not ours: let the default action report it.
+        signal(sig, SIG_DFL);
+        errno = savedErrno;
+        return;
+    }
+    sem_post(&gFaulted);
+    while (sem_wait(&gRequested) != 0) {
+    }
+    mprotect(gPage, gPageSize, PROT_READ | PROT_WRITE);
+    gPage = nullptr;
+    errno = savedErrno;
+}
+
+}  // namespace
+
+TEST(DigitalIQDownconverterAbort, RequestIsHonouredWithinMInputSamples) {
+    const int n = 1 << 22, M = 4, L = 81;
+    VecReal32 in = Record(n, 5);
+    gPageSize = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    // The page holding the samples from about the middle on; q is the first sample in it.
+    const uintptr_t mid = reinterpret_cast<uintptr_t>(in.Data() + n / 2);
+    char* page = reinterpret_cast<char*>(mid - mid % gPageSize);
+    const int q =
+        static_cast<int>((page - reinterpret_cast<char*>(in.Data())) / static_cast<long>(sizeof(float)));
+    ASSERT_GT(q, L);
+
+    DigitalIQDownconverter dc = Make();
+    VecCplx32 expected;
+    ASSERT_EQ(Make().Apply(expected, in), VELAErrorNone);
+    const int capacity = n / M + 1;
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    VecCplx32 out(capacity);
+    for (int i = 0; i < capacity; ++i)
+        out[i] = {nan, nan};
+
+    ASSERT_EQ(sem_init(&gFaulted, 0, 0), 0);
+    ASSERT_EQ(sem_init(&gRequested, 0, 0), 0);
+    struct sigaction action = {}, previous = {};
+    action.sa_sigaction = OnFault;
+    action.sa_flags = SA_SIGINFO;
+    sigemptyset(&action.sa_mask);
+    ASSERT_EQ(sigaction(SIGSEGV, &action, &previous), 0);
+    gPage = page;
+    ASSERT_EQ(mprotect(page, gPageSize, PROT_NONE), 0);
+
+    std::thread requester([&dc] {
+        while (sem_wait(&gFaulted) != 0) {
+        }
+        dc.RequestAbort();
+        sem_post(&gRequested);
+    });
+    const VELAErrorCodeTag code = dc.Apply(out, in);
+    requester.join();
+    sigaction(SIGSEGV, &previous, nullptr);
+    sem_destroy(&gFaulted);
+    sem_destroy(&gRequested);
+    ASSERT_EQ(code, VELAErrorAbort);
+
+    // No output has a window reaching more than M samples beyond the sample being read at the request.
+    int made = 0;
+    while (made < capacity && !std::isnan(out[made].re))
+        ++made;
+    const int bound = 1 + (q + M - L) / M;
+    EXPECT_LE(made, bound);
+    EXPECT_GT(made, 0);
+    for (int i = made; i < capacity; ++i)
+        ASSERT_TRUE(std::isnan(out[i].re)) << i;
+    EXPECT_EQ(Flat(out, made), Flat(expected, made));
+    std::printf("[ info ] request at sample %d: %d outputs made (at most %d allowed)\n", q, made, bound);
 }
 
 TEST(DigitalIQDownconverterAbort, RequestBeforeApplyBeginsIsLost) {
