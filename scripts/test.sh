@@ -52,4 +52,9 @@ import sys, numpy as np, corvane
 assert corvane.__file__.startswith(sys.argv[1]), corvane.__file__
 print("installed corvane:", corvane.__file__, corvane.Spectrum(size=64).apply(np.ones(64, np.complex64)).max())
 ' "$pydir"
+# The installed self-test host, run from an empty directory, finds the installed library and the
+# installed reference files of the self-tests (relative to the library, not to the working directory).
+run_dir="$(mktemp -d)"
+(cd "$run_dir" && "$prefix/bin/corvane-selftest" DigitalIQDownconverter)
+rm -rf "$run_dir"
 echo "== all checks passed"

@@ -31,6 +31,7 @@
 #include "dsp/CISPRDetector.h"
 #include "dsp/DigitalSource.h"
 #include "dsp/DigitalZoom.h"
+#include "dsp/DigitalIQDownconverter.h"
 #include "dsp/SteppedSpectrum.h"
 #include "dsp/WaveformGenerator.h"
 #include "dsp/FIRFilter.h"

@@ -1,4 +1,4 @@
-// Every public constructor and setter of the measurement, transform, window and container classes,
+// Every public constructor and setter of the measurement, transform, window, IQ and container classes,
 // given hostile values one argument at a time (0, -1, INT_MAX, INT_MIN, NaN, +/-Inf, 1e300, empty
 // vectors, views made by ShiftLeft and Truncate), and then used once. Each case runs in a child process
 // of its own: the case passes when the child returns cleanly or with a VELAException of a known code,
@@ -378,6 +378,60 @@ TEST(HostileInput, Measurements) {
                                  DigitalZoom z(1e9, 10e6, 25e6);
                                  z.SetParameters(1.001e9, 1e6, rbw, static_cast<WindowType>(t), rbw);
                              }});
+    RunAll(cases);
+}
+
+TEST(HostileInput, DigitalIQDownconverter) {
+    // Each argument of SetParameters in turn, estimated and built, then a stream of real inputs of
+    // several lengths and layouts (empty, one sample, the filter's need, views), ending with an abort
+    // request and Flush.
+    std::vector<Case> cases;
+    auto run = [](double center, double rate, double span, int numOutput, bool estimate) {
+        DigitalIQDownconverter dc;
+        double outRate = 0, delay = 0;
+        int required = 0;
+        try {
+            dc.SetParameters(outRate, required, delay, center, rate, span, numOutput, estimate);
+        } catch (const VELAException&) {
+        }
+        const int need = required > 0 && required < (1 << 20) ? required : 200;
+        for (int n : {need, 0, 1, 81, need + 3}) {
+            std::vector<VecReal32> inputs;
+            inputs.reserve(3);
+            inputs.emplace_back(n);
+            inputs.emplace_back(n + 3);
+            inputs.back().ShiftLeft(3);
+            inputs.emplace_back(n + 5);
+            inputs.back().Truncate(1, n);
+            for (VecReal32& in : inputs) {
+                for (int i = 0; i < in.GetSize(); ++i)
+                    in[i] = 0.25f * static_cast<float>(i % 7) - 0.5f;
+                VecCplx32 out;
+                dc.Apply(out, in);
+            }
+        }
+        dc.RequestAbort();
+        dc.Flush();
+        VecReal32 in(need);
+        in.SetZero();
+        VecCplx32 out;
+        dc.Apply(out, in);
+    };
+    for (double d : kDoubles)
+        for (bool estimate : {true, false}) {
+            const std::string e = estimate ? " (estimate)" : "";
+            cases.push_back(
+                {"DigitalIQDownconverter center " + Str(d) + e, [=] { run(d, 6.25e9, 1e9, 100, estimate); }});
+            cases.push_back(
+                {"DigitalIQDownconverter rate " + Str(d) + e, [=] { run(2e9, d, 1e9, 100, estimate); }});
+            cases.push_back(
+                {"DigitalIQDownconverter span " + Str(d) + e, [=] { run(2e9, 6.25e9, d, 100, estimate); }});
+        }
+    for (int n : kInts)
+        for (bool estimate : {true, false})
+            cases.push_back(
+                {"DigitalIQDownconverter numOutput " + std::to_string(n) + (estimate ? " (estimate)" : ""),
+                 [=] { run(2e9, 6.25e9, 1e9, n, estimate); }});
     RunAll(cases);
 }
 

@@ -34,6 +34,7 @@ const EntryPoint kEntryPoints[] = {
     {"DSPUtils", &DSPUtils::UnitTest},
     {"DigitalSource", &DigitalSource::UnitTest},
     {"DigitalZoom", &DigitalZoom::UnitTest},
+    {"DigitalIQDownconverter", &DigitalIQDownconverter::UnitTest},
     {"SteppedSpectrum", &SteppedSpectrum::UnitTest},
     {"FIRFilter", &FIRFilter::UnitTest},
     {"SFIRFilter", &SFIRFilter::UnitTest},

@@ -62,6 +62,7 @@ const Entry kRegistry[] = {
     {"CISPRDetector", &VELA::CISPRDetector::UnitTest},
     {"DigitalSource", &VELA::DigitalSource::UnitTest},
     {"DigitalZoom", &VELA::DigitalZoom::UnitTest},
+    {"DigitalIQDownconverter", &VELA::DigitalIQDownconverter::UnitTest},
     {"SteppedSpectrum", &VELA::SteppedSpectrum::UnitTest},
     {"SteppedSpectrum::TestVBW", &VELA::SteppedSpectrum::TestVBW},
     {"SteppedSpectrum::MemoryLeakTest", &VELA::SteppedSpectrum::MemoryLeakTest},
