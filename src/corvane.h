@@ -44,3 +44,7 @@
 #include "dsp/UserDefinedFilters.h"
 #include "dsp/RBWFilter.h"
 #include "infra/UnitTestRecorder.h"
+#include "infra/Utilities.h"
+#include "infra/MatFileWriter.h"
+#include "infra/MatFileReader.h"
+#include "infra/VSAFileWriter.h"
