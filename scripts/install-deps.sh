@@ -14,6 +14,9 @@ PACKAGES=(
     libliquid-dev      # peer half-band decimators for the benchmarks
     python3-numpy python3-scipy  # numerical oracles of the tests (/usr/bin/python3)
     valgrind
+    libmatio-dev       # MAT-files (level 5) of MatFileWriter and VSAFileWriter
+    octave gnuplot-nox fonts-freefont-otf ghostscript  # GNU Octave, a real reader of our MAT-files in the tests
+    clang-14 libclang-rt-14-dev  # libFuzzer harnesses of the file readers (fuzz/, CORVANE_FUZZ)
 )
 
 missing=()
