@@ -48,3 +48,4 @@
 #include "infra/MatFileWriter.h"
 #include "infra/MatFileReader.h"
 #include "infra/VSAFileWriter.h"
+#include "infra/IQTReader.h"

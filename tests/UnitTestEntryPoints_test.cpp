@@ -54,6 +54,10 @@ const EntryPoint kEntryPoints[] = {
     {"UserDefinedFilter", &UserDefinedFilter::UnitTest},
     {"IntegralUserDefinedFilter", &IntegralUserDefinedFilter::UnitTest},
     {"RBWFilter", &RBWFilter::UnitTest},
+    {"IQTReader", &IQTReader::UnitTest},
+    {"MatFileWriter", &MatFileWriter::UnitTest},
+    {"MatFileReader", &MatFileReader::UnitTest},
+    {"VSAFileWriter", &VSAFileWriter::UnitTest},
 };
 
 class UnitTestEntryPoints : public testing::TestWithParam<EntryPoint> {};

@@ -82,6 +82,10 @@ const Entry kRegistry[] = {
     {"UserDefinedFilter", &VELA::UserDefinedFilter::UnitTest},
     {"IntegralUserDefinedFilter", &VELA::IntegralUserDefinedFilter::UnitTest},
     {"RBWFilter", &VELA::RBWFilter::UnitTest},
+    {"IQTReader", &VELA::IQTReader::UnitTest},
+    {"MatFileWriter", &VELA::MatFileWriter::UnitTest},
+    {"MatFileReader", &VELA::MatFileReader::UnitTest},
+    {"VSAFileWriter", &VELA::VSAFileWriter::UnitTest},
 };
 
 const Entry* Find(const char* name) {
