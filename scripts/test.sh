@@ -4,7 +4,8 @@
 #   2. the same under AddressSanitizer and UndefinedBehaviorSanitizer;
 #   3. the thread tests under ThreadSanitizer;
 #   4. install, then build and run a consumer project against the installed package, once through
-#      find_package(Corvane) and once through pkg-config.
+#      find_package(Corvane) and once through pkg-config;
+#   5. the fuzzing harnesses of the file readers, a short run of each over its seed corpus.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 jobs="$(nproc)"
@@ -44,4 +45,8 @@ PKG_CONFIG_PATH="$prefix/lib/pkgconfig:$prefix/lib/x86_64-linux-gnu/pkgconfig" \
     bash -c 'c++ -std=c++20 -Wall -Wextra -Werror "$0/examples/consumer/main.cpp" -o "$0/build/consumer/consumer-pc" \
              $(pkg-config --cflags --libs corvane) -Wl,-rpath,"$(pkg-config --variable=libdir corvane)"' "$root"
 "$root/build/consumer/consumer-pc"
+
+echo "== fuzzing the file readers (libFuzzer, clang-14, ASan/UBSan), about a minute"
+bash "$root/scripts/fuzz.sh" 15
+
 echo "== all checks passed"
