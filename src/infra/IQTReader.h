@@ -125,7 +125,8 @@ class VELA_API IQTReader {
     bool ReadIQData(int start, int count, VecCplx64& data) const;
     // As above but returns the samples delivered: 0 when `start` lies beyond the valid frames (data
     // untouched) or beyond the first block (data emptied); a request that runs past the end of the first
-    // block is cut there. `reserved` is ignored.
+    // block is cut there (frames past the valid ones, where a block is longer than the file, are refused
+    // as above). `reserved` is ignored.
     int ReadIQData(int reserved, int start, int count, VecCplx32& data) const;
     int ReadIQData(int reserved, int start, int count, VecCplx64& data) const;
 
