@@ -372,3 +372,10 @@ TEST(VectorStorage, LoadsThroughAPipeWhoseSizeIsUnknown) {
     EXPECT_EQ(back[9].re, v[299999].re);
     EXPECT_EQ(back[9].im, v[299999].im);
 }
+
+TEST(VectorStorage, FailuresNameTheStorageSource) {
+    ScopedWorkDir dir;
+    VecReal32 r;
+    EXPECT_EQ(corvane_test::ThrownFile([&] { r.Load("missing.bin"); }), "math/VectorStorage.cpp");
+    EXPECT_EQ(corvane_test::ThrownFile([] { Real32(2).Store("/dev/full"); }), "math/VectorStorage.cpp");
+}

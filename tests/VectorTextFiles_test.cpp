@@ -464,3 +464,17 @@ TEST(VectorTextFiles, MatrixConsoleDumpPrintsEveryRowOrTheFirstAndLastRows) {
     c.Dump(1);
     EXPECT_EQ(GetCapturedStdout(), "\n0 \n.................\n4 ");
 }
+
+TEST(VectorTextFiles, FailuresNameTheSourceOfTheirClass) {
+    using corvane_test::ThrownFile;
+    VecReal32 r;
+    VecCplx64 z;
+    VecInt16 i;
+    BitVector b;
+    MatReal64 m(1, 1);
+    EXPECT_EQ(ThrownFile([&] { r.Import("/no/such/file", true); }), "math/VecReal.cpp");
+    EXPECT_EQ(ThrownFile([&] { z.Import("/no/such/file", true); }), "math/VecCplx.cpp");
+    EXPECT_EQ(ThrownFile([&] { i.Import("/no/such/file", true); }), "math/IntVector.cpp");
+    EXPECT_EQ(ThrownFile([&] { b.Import("/no/such/file", 2, false); }), "math/BitVector.cpp");
+    EXPECT_EQ(ThrownFile([&] { m.Dump("/no/such/dir/m.txt"); }), "math/matrix.cpp");
+}

@@ -33,6 +33,17 @@ std::string ThrownMessage(F&& f) {
     return "";
 }
 
+// The source file named by the VELAException that `f` throws ("" when it returns normally).
+template <class F>
+std::string ThrownFile(F&& f) {
+    try {
+        f();
+    } catch (const VELA::VELAException& e) {
+        return e.file ? e.file : "";
+    }
+    return "";
+}
+
 // Writes `bytes` to `path` (replacing it); fails the test if that is not possible.
 void WriteBytes(const std::string& path, const std::string& bytes);
 // Size of a file in bytes, -1 if it does not exist.
