@@ -49,6 +49,13 @@ inline int Word(const unsigned char* data, int at) {
     return static_cast<int16_t>(static_cast<uint16_t>(data[at] | (data[at + 1] << 8)));
 }
 
+// Copies at most `n` characters of `src` to `dst` and terminates it (dst has room for n + 1).
+void CopyCut(char* dst, const char* src, size_t n) {
+    const size_t length = strnlen(src, n);
+    std::memcpy(dst, src, length);
+    dst[length] = '\0';
+}
+
 bool AllFF(const unsigned char* p, int n) {
     for (int i = 0; i < n; ++i)
         if (p[i] != 0xFF) return false;
@@ -239,8 +246,7 @@ IQTReader::IQTReader(const char* name) {
     InitStrTok(&state);
     for (char* t = StrTok(text.get(), kDelimiters, &state); t && count < kMaxTokens;
          t = StrTok(nullptr, kDelimiters, &state)) {
-        std::strncpy(tokens[count], t, kTokenChars);
-        tokens[count][kTokenChars] = '\0';
+        CopyCut(tokens[count], t, kTokenChars);
         ++count;
     }
     const bool copied = state.copy != nullptr;
@@ -253,11 +259,9 @@ IQTReader::IQTReader(const char* name) {
     }
     for (int i = 0; i < count; i += 2) {
         HeaderEntry& e = headerTable[static_cast<size_t>(i / 2)];
-        std::strncpy(e.key, tokens[i], kKeyChars);
-        e.key[kKeyChars] = '\0';
+        CopyCut(e.key, tokens[i], kKeyChars);
         // With an odd number of tokens the last key has no value: it reads as empty.
-        std::strncpy(e.value, i + 1 < count ? tokens[i + 1] : "", kTokenChars);
-        e.value[kTokenChars] = '\0';
+        CopyCut(e.value, i + 1 < count ? tokens[i + 1] : "", kTokenChars);
     }
 
     auto integer = [this](const char* key, int absent) {
