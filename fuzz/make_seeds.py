@@ -7,6 +7,9 @@ iqt_read: 15 bytes of request (read form, small flag, first frame, frame count, 
 capture file.
 vector_load: 9 bytes (load form, start, count), then a binary vector file.
 text_import: 2 bytes (import form, choice of index, columns and width), then text.
+
+Files whose names begin with "crash-" are inputs that a fuzzing run reported; they are kept by hand, not
+written here, and this script leaves them alone.
 """
 import math
 import os

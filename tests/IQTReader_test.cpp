@@ -11,6 +11,8 @@
 #include <cmath>
 #include <complex>
 #include <cstring>
+#include <filesystem>
+#include <memory>
 #include <limits>
 #include <string>
 #include <vector>
@@ -802,7 +804,17 @@ TEST(IQTReader, InvalidFilesAreRefusedWithAReason) {
         {file(HeaderText({{"BlockSize", "4"}, {"FFTPoints", "-16"}})), "\"FFTPoints\" lies outside"},
         {file(HeaderText({{"BlockSize", "4"}, {"FFTPoints", "1024"}, {"ValidFrames", "3000000"}})),
          "do not fit"},
-        {file(HeaderText({{"BlockSize", "99999999999"}, {"FFTPoints", "1024"}})), "do not fit"},
+        {file(HeaderText({{"BlockSize", "99999999999"}, {"FFTPoints", "1024"}})),
+         "\"BlockSize\" does not fit an int"},
+        {file(HeaderText({{"BlockSize", "2147483648"}})), "\"BlockSize\" does not fit an int"},
+        {file(HeaderText({{"BlockSize", "4"}, {"FFTPoints", "-99999999999"}})),
+         "\"FFTPoints\" does not fit an int"},
+        {file(HeaderText({{"BlockSize", "4"}, {"ValidFrames", "4294967297"}})),
+         "\"ValidFrames\" does not fit an int"},
+        {file(HeaderText({{"BlockSize", "4"}, {"Bins", "99999999999999999999999"}})),
+         "\"Bins\" does not fit an int"},
+        {file(HeaderText({{"BlockSize", "4"}, {"MultiFrames", "-2147483649"}})),
+         "\"MultiFrames\" does not fit an int"},
         {"0", "\"BlockSize\" is missing"},
     };
     for (const Case& c : cases) {
@@ -823,4 +835,67 @@ TEST(IQTReader, HugeHeaderLengthIsRefusedBeforeAnythingIsAllocated) {
     const long long before = kern::AllocationCount();
     EXPECT_EQ(ThrownCode([] { IQTReader r("huge.iqt"); }), VELAErrorReadingFile);
     EXPECT_EQ(kern::AllocationCount(), before);
+}
+
+TEST(IQTReader, CountsAtTheLimitsOfIntAreTakenAsTheyStand) {
+    ScopedWorkDir dir;
+    WriteHeader("edge.iqt", HeaderText({{"BlockSize", "2147483647"},
+                                        {"Bins", "-2147483648"},
+                                        {"MultiFrames", "2147483647xyz"},
+                                        {"ValidFrames", "7frames"}}));
+    const IQTReader r("edge.iqt");
+    EXPECT_EQ(r.GetBlockSize(), 2147483647);
+    EXPECT_EQ(r.GetNofBins(), -2147483648);
+    EXPECT_EQ(r.GetNofMultiFrames(), 2147483647);  // the leading number, as atoi takes it
+    EXPECT_EQ(r.GetNofValidFrames(), 7);
+    EXPECT_EQ(r.GetNofBlocks(), 1);
+    EXPECT_EQ(r.GetFirstBlockSize(), 7);
+}
+
+// Inputs that a fuzzing run reported as failures are kept in the harness's corpus under names beginning with
+// "crash-". Each must be refused with a reason or give a reader on which every read form either works
+// or refuses the request.
+TEST(IQTReader, InputsKeptFromFuzzingAreRefusedOrReadSafely) {
+    const std::string corpus = std::string(CORVANE_TEST_DIR) + "/../fuzz/corpus/iqt_header";
+    int seen = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(corpus)) {
+        if (entry.path().filename().string().rfind("crash-", 0) != 0) continue;
+        ++seen;
+        const std::string path = entry.path().string();
+        std::unique_ptr<IQTReader> r;
+        const VELAErrorCodeTag code = ThrownCode([&] { r = std::make_unique<IQTReader>(path.c_str()); });
+        if (!r) {
+            EXPECT_EQ(code, VELAErrorReadingFile) << path;
+            continue;
+        }
+        std::vector<FrameHeader> headers(4);
+        VecCplx32 c;
+        VecCplx64 z;
+        VecReal32 a, b;
+        for (int first : {-1, 0, 1, 1 << 30})
+            for (int count : {-1, 0, 1, 4}) {
+                const auto ok = [](VELAErrorCodeTag e) {
+                    return e == VELAErrorNone || e == VELAErrorInvalidInputParameter ||
+                           e == VELAErrorOpeningFile;
+                };
+                EXPECT_TRUE(ok(ThrownCode([&] { r->GetIQData(first, count, headers.data(), c); }))) << path;
+                EXPECT_TRUE(ok(ThrownCode([&] { r->GetIQData2(first, count, headers.data(), c); }))) << path;
+                EXPECT_TRUE(ok(ThrownCode([&] { r->GetRawIQAPData(first, count, headers.data(), a, b); })))
+                    << path;
+                EXPECT_TRUE(ok(ThrownCode([&] { r->ReadIQData(first, count * 1000, c); }))) << path;
+                EXPECT_TRUE(ok(ThrownCode([&] { r->ReadIQData(0, first, count * 1000, z); }))) << path;
+            }
+        EXPECT_TRUE(r->GetFlatness(a, b));
+    }
+    EXPECT_GE(seen, 1);
+}
+
+// The first such input: a "BlockSize" of 9999999999242 (cut to the largest int, it passed for a real
+// count) beside a mutilated pair list and frames of a small capture. Its block size is now refused.
+TEST(IQTReader, BlockSizeBeyondIntFromTheFuzzingCorpusIsRefused) {
+    const std::string path =
+        std::string(CORVANE_TEST_DIR) + "/../fuzz/corpus/iqt_header/crash-092f0407-blocksize-beyond-int";
+    const std::string m = ThrownMessage([&] { IQTReader r(path.c_str()); });
+    EXPECT_NE(m.find("\"BlockSize\" does not fit an int"), std::string::npos) << m;
+    EXPECT_EQ(ThrownCode([&] { IQTReader r(path.c_str()); }), VELAErrorReadingFile);
 }

@@ -4,8 +4,10 @@
 #include <corvane/infra/VSAFileWriter.h>
 #include <corvane/math/Vector.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -116,4 +118,28 @@ TEST(VSAFileWriter, FailuresPassThroughFromTheMatFileLayer) {
                   w.WriteFile(1e9, 1e8, Tone(1000));
               }),
               VELAErrorClosingFile);
+}
+
+TEST(VSAFileWriter, WriteFailuresLeaveNoHalfWrittenRecording) {
+    ScopedWorkDir dir;
+    const std::string ro = corvane_test::ReadOnlyDir() + "/r.mat";
+    EXPECT_EQ(ThrownCode([&] { VSAFileWriter w(ro.c_str()); }), VELAErrorOpeningFile);
+    EXPECT_FALSE(corvane_test::Exists(ro));
+    EXPECT_FALSE(corvane_test::Exists("no/such/dir/r.mat"));
+    // A file size limit of 64 KiB makes the writes of an 800 KB recording fail as on a full disk
+    // (SIGXFSZ ignored, so the write reports EFBIG); the recording must not stay behind cut short.
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit old;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+    rlimit small = old;
+    small.rlim_cur = 64 * 1024;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    const VELAErrorCodeTag code = ThrownCode([] {
+        VSAFileWriter w("big.mat");
+        w.WriteFile(1e9, 1e8, Tone(100000));
+    });
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old), 0);
+    std::signal(SIGXFSZ, SIG_DFL);
+    EXPECT_EQ(code, VELAErrorClosingFile);
+    EXPECT_FALSE(corvane_test::Exists("big.mat"));
 }

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cmath>
 #include <cstdint>
@@ -38,10 +39,14 @@ const char* const kDelimiters = " \r\t\n=";
     throw VELAException{code, message, __FILE__, line};
 }
 
-// atoi without its undefined overflow: the leading number of `text` clamped to the range of int.
-int ParseInt(const char* text) {
-    const long v = std::strtol(text, nullptr, 10);
-    return v > INT_MAX ? INT_MAX : v < INT_MIN ? INT_MIN : static_cast<int>(v);
+// atoi without its undefined overflow: the leading number of `text` (0 when there is none; what follows
+// it is ignored, as atoi does). False when that number lies outside the range of int.
+bool ParseInt(const char* text, int& value) {
+    errno = 0;
+    const long long v = std::strtoll(text, nullptr, 10);
+    if (errno == ERANGE || v > INT_MAX || v < INT_MIN) return false;
+    value = static_cast<int>(v);
+    return true;
 }
 
 // The 16-bit word at byte `at` of a record's data.
@@ -227,7 +232,8 @@ IQTReader::IQTReader(const char* name) {
     for (int i = 0; i < digits; ++i)
         if (lengthText[i] < '0' || lengthText[i] > '9')
             Refuse(VELAErrorReadingFile, fileName, "header length is not a number", __LINE__);
-    const int headerLength = digits ? ParseInt(lengthText) : 0;  // at most 999,999,999
+    int headerLength = 0;  // at most 999,999,999: always fits
+    if (digits) ParseInt(lengthText, headerLength);
     dataOffset = headerLength + digits + 1;
     if (dataOffset > fileSize)
         Refuse(VELAErrorReadingFile, fileName, "is shorter than its header length says", __LINE__);
@@ -264,9 +270,18 @@ IQTReader::IQTReader(const char* name) {
         CopyCut(e.value, i + 1 < count ? tokens[i + 1] : "", kTokenChars);
     }
 
+    // A count beyond the range of int is refused rather than cut to the nearest int: cut, a block size
+    // of "9999999999" would pass for 2,147,483,647 frames and every figure derived from it would be
+    // made up.
     auto integer = [this](const char* key, int absent) {
         const HeaderEntry* e = Find(key);
-        return e ? ParseInt(e->value) : absent;
+        int value = absent;
+        if (e && !ParseInt(e->value, value)) {
+            char reason[80];
+            std::snprintf(reason, sizeof reason, "\"%s\" does not fit an int", key);
+            Refuse(VELAErrorReadingFile, fileName, reason, __LINE__);
+        }
+        return value;
     };
     auto real = [this](const char* key) {
         const HeaderEntry* e = Find(key);

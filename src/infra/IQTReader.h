@@ -18,7 +18,9 @@
 // Files are untrusted input. The constructor refuses, with "error reading file" and a message that names
 // the file and the reason: a header length that is no number or runs past the end of the file, a
 // missing or non-positive "BlockSize", a negative "ValidFrames", "FFTPoints" outside 0..1,024 (a record
-// has 1,024 pairs), and counts whose products (samples in a block or in the file) do not fit an int.
+// has 1,024 pairs), a count ("FFTPoints", "Bins", "BlockSize", "ValidFrames", "MultiFrames") whose
+// number lies outside the range of int, and counts whose products (samples in a block or in the file)
+// do not fit an int. Counts are read as atoi reads them otherwise: the leading number, 0 for none.
 // A header of more than 100 tokens keeps its first 100 (50 pairs), the room the format provides; each
 // token is cut to 60 characters, keys to 40. The reads refuse, with "invalid input parameter", frame
 // ranges outside 0..ValidFrames, negative starts and counts, and requests that need more than one block;

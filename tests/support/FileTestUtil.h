@@ -33,13 +33,19 @@ std::string ThrownMessage(F&& f) {
     return "";
 }
 
-// The source file named by the VELAException that `f` throws ("" when it returns normally).
+// The source file named by the VELAException that `f` throws, relative to src/ ("" when it returns
+// normally). The library's build strips its source directory from the names, but a compiler launcher
+// that rewrites paths relative to the build directory (ccache with a base directory) leaves
+// "../../src/" in front; either form comes back as "math/X.cpp".
 template <class F>
 std::string ThrownFile(F&& f) {
     try {
         f();
     } catch (const VELA::VELAException& e) {
-        return e.file ? e.file : "";
+        std::string file = e.file ? e.file : "";
+        const size_t src = file.rfind("src/");
+        if (src != std::string::npos && (src == 0 || file[src - 1] == '/')) file.erase(0, src + 4);
+        return file;
     }
     return "";
 }
