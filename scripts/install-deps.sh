@@ -18,6 +18,9 @@ PACKAGES=(
     pybind11-dev python3-pybind11  # the corvane Python package
     python3-pytest python3-matplotlib  # its tests and its example plot
     valgrind
+    libmatio-dev       # MAT-files (level 5) of MatFileWriter and VSAFileWriter
+    octave gnuplot-nox fonts-freefont-otf ghostscript  # GNU Octave, a real reader of our MAT-files in the tests
+    clang-14 libclang-rt-14-dev  # libFuzzer harnesses of the file readers (fuzz/, CORVANE_FUZZ)
 )
 
 missing=()

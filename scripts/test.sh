@@ -4,7 +4,8 @@
 #   2. the same under AddressSanitizer and UndefinedBehaviorSanitizer;
 #   3. the thread tests under ThreadSanitizer;
 #   4. install, then build and run a consumer project against the installed package, once through
-#      find_package(Corvane) and once through pkg-config, and import the installed Python package.
+#      find_package(Corvane) and once through pkg-config, and import the installed Python package;
+#   5. the fuzzing harnesses of the file readers, a short run of each over its seed corpus.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 jobs="$(nproc)"
@@ -57,4 +58,7 @@ print("installed corvane:", corvane.__file__, corvane.Spectrum(size=64).apply(np
 run_dir="$(mktemp -d)"
 (cd "$run_dir" && "$prefix/bin/corvane-selftest" DigitalIQDownconverter)
 rm -rf "$run_dir"
+echo "== fuzzing the file readers (libFuzzer, clang-14, ASan/UBSan), about a minute"
+bash "$root/scripts/fuzz.sh" 15
+
 echo "== all checks passed"

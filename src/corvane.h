@@ -52,3 +52,8 @@
 #include "infra/UnitTestRecorder.h"
 #include "infra/VELATimer.h"
 #include "visualization/MGraph.h"
+#include "infra/Utilities.h"
+#include "infra/MatFileWriter.h"
+#include "infra/MatFileReader.h"
+#include "infra/VSAFileWriter.h"
+#include "infra/IQTReader.h"

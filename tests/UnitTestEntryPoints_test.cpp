@@ -64,6 +64,10 @@ const EntryPoint kEntryPoints[] = {
     {"InterpolationFactory", &InterpolationFactory::UnitTest},
     {"VELATimer", &VELATimer::UnitTest},
     {"MGraph", &MGraph::UnitTest},  // through the Octave server, which the test set-up installs
+    {"IQTReader", &IQTReader::UnitTest},
+    {"MatFileWriter", &MatFileWriter::UnitTest},
+    {"MatFileReader", &MatFileReader::UnitTest},
+    {"VSAFileWriter", &VSAFileWriter::UnitTest},
 };
 
 class UnitTestEntryPoints : public testing::TestWithParam<EntryPoint> {};

@@ -93,6 +93,10 @@ const Entry kRegistry[] = {
     {"QuillonNexaSupport", &VELA::QuillonNexaSupport::UnitTest},
     {"VELATimer", &VELA::VELATimer::UnitTest},
     {"MGraph", &VELA::MGraph::UnitTest},
+    {"IQTReader", &VELA::IQTReader::UnitTest},
+    {"MatFileWriter", &VELA::MatFileWriter::UnitTest},
+    {"MatFileReader", &VELA::MatFileReader::UnitTest},
+    {"VSAFileWriter", &VELA::VSAFileWriter::UnitTest},
 };
 
 // Entry points run only when named: long timing runs that the default run leaves out.

@@ -1,9 +1,12 @@
 #include "BitVector.h"
 
+#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
 #include "IntVector.h"
+#include "internal/TextIO.h"
 #include "kernel/IntKernels.h"
 
 namespace VELA {
@@ -154,6 +157,49 @@ void BitVector::Dump(int n) const {
         for (int i = 0; i < rows; ++i)
             row(i);
     }
+}
+
+void BitVector::Dump(const char* path, bool withIndex, bool verbose) const {
+    std::FILE* f = std::fopen(path, "w");
+    if (!f) VELA_THROW(VELAErrorOpeningFile);
+    for (int i = 0; i < rows; ++i) {
+        if (withIndex) std::fprintf(f, "%3d ", i);
+        for (int j = 0; j < cols; ++j)
+            std::fprintf(f, "%c ", GetPrintChar(data[static_cast<long long>(i) * cols + j]));
+        std::fprintf(f, "\n");
+    }
+    std::fclose(f);
+    if (verbose) std::printf("\n====%s saved", path);
+}
+
+void BitVector::Import(const char* path, int cols, bool hasIndex) {
+    if (cols < 1) VELA_THROW(VELAErrorInvalidInputParameter);
+    std::FILE* f = std::fopen(path, "r");
+    if (!f) VELA_THROW(VELAErrorOpeningFile);
+    internal::FileCloser closer(f);
+    // One number of a row; `out` may be null (counting, or the row number).
+    auto number = [f](unsigned char* out) {
+        int v = 0;
+        if (std::fscanf(f, "%d ", &v) != 1) return false;
+        if (out) *out = static_cast<unsigned char>(v);
+        return true;
+    };
+    // Reads one row, storing its bits at `row` unless it is null; false when a number is missing.
+    auto readRow = [&](unsigned char* row) {
+        if (hasIndex && !number(nullptr)) return false;
+        for (int j = 0; j < cols; ++j)
+            if (!number(row ? row + j : nullptr)) return false;
+        return true;
+    };
+    int64_t count = 0;
+    while (readRow(nullptr))
+        if ((++count) * cols > INT_MAX) VELA_THROW(VELAErrorReadingFile);
+    Resize(static_cast<int>(count), cols);
+    std::rewind(f);
+    int stored = 0;
+    while (stored < count && readRow(data + static_cast<int64_t>(stored) * cols))
+        ++stored;
+    if (stored < count) Resize(stored, cols);
 }
 
 }  // namespace VELA

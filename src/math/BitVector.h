@@ -68,6 +68,15 @@ class VELA_API BitVector : public BaseMatrix<unsigned char> {
     // Console print: each row after a line feed, each bit as "0 ", "1 " or "x "; with more than 2 * n
     // rows the first and last n rows around a line of dots.
     void Dump(int n) const;
+    // Text file, one row a line: with withIndex the row number as "%3d " first, then each bit as "%c "
+    // ('0', '1', 'x'). With verbose, "\n====<path> saved" on stdout after the close. "error opening file"
+    // if the file cannot be made; writes are not checked.
+    void Dump(const char* path, bool withIndex, bool verbose = false) const;
+    // Reads such a file back as decimal integers, `cols` to a row (one more, the row number, first when
+    // hasIndex). Rows are counted first and an incomplete last row is dropped; reading stops at anything
+    // that is not a number, such as the 'x' of an unknown bit. Each value is stored as a byte. A cols
+    // below 1 is "invalid input parameter", a table of more bytes than an int counts "error reading file".
+    void Import(const char* path, int cols, bool hasIndex);
 
     static bool UnitTest(UnitTestRecorder& recorder);
 

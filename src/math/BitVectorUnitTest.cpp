@@ -1,4 +1,6 @@
 // Self-test of BitVector.
+#include <cstdio>
+
 #include "BitVector.h"
 #include "IntVector.h"
 #include "infra/UnitTestRecorder.h"
@@ -108,6 +110,20 @@ bool BitVector::UnitTest(UnitTestRecorder& recorder) {
         BitVector imported;
         imported.Import(bytes, 3, 2);
         recorder.AddTestRecord(cls, "Import/Export bytes", Holds(imported, rows01, 3, 2) && bytes[6] == 0);
+    }
+
+    // ---- files: a table of 0 and 1 read back equal ----
+    {
+        bool passed = false;
+        try {
+            code.Dump("BitVectorUnitTest.txt", false);
+            BitVector back;
+            back.Import("BitVectorUnitTest.txt", code.GetCodeWordLen(), false);
+            passed = back.IsEqual(code);
+        } catch (const VELAException&) {
+        }
+        std::remove("BitVectorUnitTest.txt");
+        recorder.AddTestRecord(cls, "Import/Dump", passed);
     }
     return true;
 }

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "internal/TextIO.h"
 #include "kernel/IntKernels.h"
 
 namespace VELA {
@@ -45,6 +46,36 @@ bool IsEqual32(const int* a, const int* b, int n, int tolerance) {
         if (d > tolerance) return false;
     }
     return true;
+}
+
+// One line per element with `format`, given the index first when `withIndex`; with verbose, the note
+// on stdout after the close. False when the file cannot be opened.
+template <class T>
+bool DumpText(const char* path, bool verbose, const char* format, bool withIndex, const T* data, int size) {
+    std::FILE* f = std::fopen(path, "w");
+    if (!f) return false;
+    if (!data) size = 0;  // a copy-constructed 32-bit vector has a size but no block yet
+    for (int i = 0; i < size; ++i) {
+        if (withIndex)
+            std::fprintf(f, format, i, data[i]);
+        else
+            std::fprintf(f, format, data[i]);
+    }
+    std::fclose(f);
+    if (verbose) std::printf("\n====%s saved", path);
+    return true;
+}
+
+// Reads "%d %d" (second kept) or "%d" records into v, narrowing each value to T. `ensureStorage(n)`
+// sizes v. Returns -1 for a file of more records than an int counts.
+template <class T, class V, class Ensure>
+int ImportInts(V& v, std::FILE* f, bool hasIndex, Ensure ensureStorage) {
+    const int keep = hasIndex ? 1 : 0;
+    const int n = internal::ImportRecords<int>(
+        f, hasIndex ? "%d %d" : "%d", hasIndex ? 2 : 1, ensureStorage,
+        [&v, keep](int i, const int* record) { v[i] = static_cast<T>(record[keep]); });
+    if (n >= 0 && n < v.GetSize()) v.Resize(n);
+    return n;
 }
 
 template <class Out>
@@ -178,6 +209,18 @@ void VecInt16::Dump(int n) const {
     DumpElements(data, size, n, "\n [%2d]= %d");
 }
 
+void VecInt16::Dump(const char* path, bool verbose) const {
+    if (!DumpText(path, verbose, "%10d        %d\n", true, data, size)) VELA_THROW(VELAErrorOpeningFile);
+}
+
+void VecInt16::Import(const char* path, bool hasIndex) {
+    std::FILE* f = std::fopen(path, "r");
+    if (!f) VELA_THROW(VELAErrorOpeningFile);
+    internal::FileCloser closer(f);
+    if (ImportInts<short>(*this, f, hasIndex, [this](int n) { Resize(n); }) < 0)
+        VELA_THROW(VELAErrorReadingFile);
+}
+
 // ============================== VecInt32 ==============================
 
 void VecInt32::Alloc(int n) {
@@ -245,6 +288,23 @@ void VecInt32::Dump(int n) const {
     DumpElements(data, size, n, "\n [%2d]= %d");
 }
 
+void VecInt32::Dump(const char* path, bool verbose) const {
+    if (!DumpText(path, verbose, "%d\n", false, data, size)) VELA_THROW(VELAErrorOpeningFile);
+}
+
+void VecInt32::Import(const char* path, bool hasIndex) {
+    std::FILE* f = std::fopen(path, "r");
+    if (!f) VELA_THROW(VELAErrorOpeningFile);
+    internal::FileCloser closer(f);
+    // A copy-constructed vector records a capacity with no block behind it, and a Resize within that
+    // capacity would leave the data pointer null: such a vector gets a block of its own first.
+    auto ensure = [this](int n) {
+        if (!base && n > 0) Del();
+        Resize(n);
+    };
+    if (ImportInts<int>(*this, f, hasIndex, ensure) < 0) VELA_THROW(VELAErrorReadingFile);
+}
+
 // ============================== VecUInt32 ==============================
 
 void VecUInt32::Alloc(int n) {
@@ -275,6 +335,21 @@ bool VecUInt32::IsEqual(const VecUInt32& other, int tolerance) const {
 
 void VecUInt32::Dump(int n) const {
     DumpElements(data, size, n, "\n [%2d]= %u");
+}
+
+void VecUInt32::Dump(const char* path, bool verbose) const {
+    if (!DumpText(path, verbose, "%u\n", false, data, size)) VELA_THROW(VELAErrorOpeningFile);
+}
+
+void VecUInt32::Import(const char* path, bool hasIndex) {
+    std::FILE* f = std::fopen(path, "r");
+    if (!f) VELA_THROW(VELAErrorOpeningFile);
+    internal::FileCloser closer(f);
+    auto ensure = [this](int n) {
+        if (!base && n > 0) Del();
+        Resize(n);
+    };
+    if (ImportInts<unsigned int>(*this, f, hasIndex, ensure) < 0) VELA_THROW(VELAErrorReadingFile);
 }
 
 }  // namespace VELA

@@ -100,6 +100,13 @@ class VELA_API VecInt16 : public BaseVector<short> {
     bool IsEqual(const VecInt16& other, int tolerance) const;
 
     void Dump(int n) const;  // as VecUInt8::Dump
+    // Text file, "%10d        %d\n" per element (index, value); writes are not checked. With verbose,
+    // "\n====<path> saved" goes to stdout after the close. "error opening file" if it cannot be made.
+    void Dump(const char* path, bool verbose) const;
+    // Reads a text file: with hasIndex lines of "index value" (the value kept, narrowed to 16 bits), else
+    // one value a line. Two passes: the records that parse are counted, stopping at the first that does
+    // not, then read. "error opening file" if the file cannot be opened.
+    void Import(const char* path, bool hasIndex);
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
@@ -164,6 +171,10 @@ class VELA_API VecInt32 : public BaseVector<int> {
     bool IsEqual(const VecInt32& other, int tolerance) const;
 
     void Dump(int n) const;  // as VecUInt8::Dump
+    // Text file of the values alone, "%d\n" each; otherwise as VecInt16's. Read back with hasIndex false.
+    void Dump(const char* path, bool verbose) const;
+    // As VecInt16::Import. A vector without storage (see the copy constructor) is given storage first.
+    void Import(const char* path, bool hasIndex);
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
@@ -186,6 +197,11 @@ class VELA_API VecUInt32 : public BaseVector<unsigned int> {
     bool IsEqual(const VecUInt32& other, int tolerance) const;
 
     void Dump(int n) const;  // as VecUInt8::Dump, elements printed unsigned
+    // Text file of the values alone, "%u\n" each. Read back with hasIndex false.
+    void Dump(const char* path, bool verbose) const;
+    // As VecInt32::Import ("%d" reading: a value above INT_MAX comes back through the C library's
+    // conversion of the decimal text, which keeps the 32 bits).
+    void Import(const char* path, bool hasIndex);
 
   private:
     void Alloc(int n) override;

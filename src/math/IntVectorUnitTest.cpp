@@ -3,6 +3,7 @@
 
 #include "IntVector.h"
 #include "infra/UnitTestRecorder.h"
+#include "internal/FileSelfTest.h"
 
 namespace VELA {
 namespace {
@@ -149,6 +150,9 @@ bool VecInt16::UnitTest(UnitTestRecorder& recorder) {
             cls, "IsEqual",
             !v.IsEqual(n, 0) && v.IsEqual(n, 1) && !v.IsEqual(shorter, 100) && v.IsEqual(v, 0));
     }
+
+    // ---- files: exact round trip through the indexed text form ----
+    internal::RecordTextRoundTrip(recorder, cls, v, 0, true);
     return true;
 }
 
@@ -227,6 +231,9 @@ bool VecInt32::UnitTest(UnitTestRecorder& recorder) {
         recorder.AddTestRecord(cls, "IsEqual",
                                !v.IsEqual(o, 1) && v.IsEqual(o, 2) && !v.IsEqual(Int32Of(ramp, 4), 9));
     }
+
+    // ---- files: the values alone, read back without an index ----
+    internal::RecordTextRoundTrip(recorder, cls, v, 0, false);
     return true;
 }
 

@@ -1,5 +1,8 @@
 // Self-tests of MatReal32 and MatReal64 (one body for both precisions), and the leak exercise.
 #include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <string>
 
 #include "Vector.h"
 #include "infra/UnitTestRecorder.h"
@@ -125,6 +128,25 @@ bool RunUnitTest(UnitTestRecorder& recorder, const char* cls, T kTol) {
         m.Resize(8, 2);
         const bool moreRows = m.GetCapacity() == 16 && m.GetRows() == 8 && m[7] == m.Data() + 14;
         recorder.AddTestRecord(cls, "Resize within capacity", kept && moreRows);
+    }
+
+    // ---- files: one row a line ----
+    {
+        bool passed = false;
+        try {
+            const std::string path = std::string(cls) + "UnitTest.txt";
+            a.Dump(path.c_str());
+            std::FILE* f = std::fopen(path.c_str(), "r");
+            char text[64] = {};
+            if (f) {
+                passed = std::fread(text, 1, sizeof text - 1, f) == 14 &&
+                         std::strcmp(text, "1 2 3 \n4 5 6 \n") == 0;
+                std::fclose(f);
+            }
+            std::remove(path.c_str());
+        } catch (const VELAException&) {
+        }
+        recorder.AddTestRecord(cls, "Dump", passed);
     }
     return true;
 }

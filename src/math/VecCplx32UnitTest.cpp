@@ -3,6 +3,7 @@
 
 #include "Vector.h"
 #include "infra/UnitTestRecorder.h"
+#include "internal/FileSelfTest.h"
 
 namespace VELA {
 namespace {
@@ -170,6 +171,10 @@ bool VecCplx32::UnitTest(UnitTestRecorder& recorder) {
         VecCplx32 longer(6);
         recorder.AddTestRecord(cls, "IsEqual", !v.IsEqual(longer, kTol) && v.IsEqual(Sample(), kTol));
     }
+
+    // ---- files ----
+    internal::RecordTextRoundTrip(recorder, cls, v, kTol, true);
+    internal::RecordBinaryRoundTrip(recorder, cls, v);
     return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include "Vector.h"
 #include "infra/UnitTestRecorder.h"
+#include "internal/FileSelfTest.h"
 
 namespace VELA {
 namespace {
@@ -146,6 +147,10 @@ bool VecCplx64::UnitTest(UnitTestRecorder& recorder) {
         VecCplx64 longer(6);
         recorder.AddTestRecord(cls, "IsEqual", !v.IsEqual(longer, tol) && v.IsEqual(Sample(), tol));
     }
+
+    // ---- files ----
+    internal::RecordTextRoundTrip(recorder, cls, v, tol, true);
+    internal::RecordBinaryRoundTrip(recorder, cls, v);
     return true;
 }
 

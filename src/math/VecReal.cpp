@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Vector.h"
+#include "internal/TextIO.h"
 #include "kernel/VectorKernels.h"
 
 namespace VELA {
@@ -23,6 +24,42 @@ int FailedBytes(int n, int elementSize) {
 template <class T>
 void CopyElements(T* d, const T* s, int n) {
     if (n > 0) std::memmove(d, s, sizeof(T) * static_cast<size_t>(n));
+}
+
+// Writes one line per element with `format` (index, value); with verbose, the note on stdout after the
+// close. False when the file cannot be opened.
+template <class T>
+bool DumpText(const char* path, bool verbose, const char* format, const T* data, int size) {
+    std::FILE* f = std::fopen(path, "w");
+    if (!f) return false;
+    for (int i = 0; i < size; ++i)
+        std::fprintf(f, format, i, data[i]);
+    std::fclose(f);
+    if (verbose) std::printf("\n====%s saved", path);
+    return true;
+}
+
+// Reads the kept field `keep` of each record of `format` into v. -1 for a file of more records than an
+// int counts.
+template <class S, class V>
+int ImportColumn(V& v, std::FILE* f, const char* format, int fields, int keep) {
+    const int n = internal::ImportRecords<S>(
+        f, format, fields, [&v](int count) { v.Resize(count); },
+        [&v, keep](int i, const S* record) { v[i] = record[keep]; });
+    if (n >= 0 && n < v.GetSize()) v.Resize(n);
+    return n;
+}
+
+// The table form's choice of format and kept field.
+struct TableForm {
+    const char* format;
+    int fields;
+    int keep;
+};
+TableForm TableFormOf(int columns, int column, const char* f1, const char* f2, const char* f3) {
+    if (columns == 3) return {f3, 3, column == 1 || column == 2 ? column : 0};
+    if (columns == 2) return {f2, 2, column == 1 ? 1 : 0};
+    return {f1, 1, 0};
 }
 
 }  // namespace
@@ -153,6 +190,33 @@ void VecReal32::Import(const VecReal64& v) {
 void VecReal32::Export(float* p, int n) const {
     CopyElements(p, data, n);
 }
+void VecReal32::Dump(int n) const {
+    internal::DumpHeadTail(size, n, "\n.................",
+                           [this](int i) { std::printf("\n [%2d]= %g", i, static_cast<double>(data[i])); });
+}
+
+void VecReal32::Dump(const char* path, bool verbose) const {
+    if (!DumpText(path, verbose, "%10d        %.20f\n", data, size)) VELA_THROW(VELAErrorOpeningFile);
+}
+
+void VecReal32::Import(const char* path, bool hasIndex) {
+    std::FILE* f = std::fopen(path, "r");
+    if (!f) VELA_THROW(VELAErrorOpeningFile);
+    internal::FileCloser closer(f);
+    const int n =
+        hasIndex ? ImportColumn<float>(*this, f, "%f %f", 2, 1) : ImportColumn<float>(*this, f, "%f", 1, 0);
+    if (n < 0) VELA_THROW(VELAErrorReadingFile);
+}
+
+void VecReal32::Import(const char* path, int columns, int column) {
+    std::FILE* f = std::fopen(path, "r");
+    if (!f) VELA_THROW(VELAErrorOpeningFile);
+    internal::FileCloser closer(f);
+    const TableForm form = TableFormOf(columns, column, "%f", "%f %f", "%f %f %f");
+    if (ImportColumn<float>(*this, f, form.format, form.fields, form.keep) < 0)
+        VELA_THROW(VELAErrorReadingFile);
+}
+
 void VecReal32::Export(double* p, int n) const {
     for (int i = 0; i < n; ++i)
         p[i] = data[i];
@@ -304,6 +368,34 @@ void VecReal64::Import(const VecReal32& v) {
 }
 void VecReal64::Export(double* p, int n) const {
     CopyElements(p, data, n);
+}
+
+void VecReal64::Dump(int n) const {
+    internal::DumpHeadTail(size, n, "\n.............................",
+                           [this](int i) { std::printf("\n [%2d]= %g", i, data[i]); });
+}
+
+void VecReal64::Dump(const char* path, bool verbose) const {
+    if (!DumpText(path, verbose, "%10d        %.16g\n", data, size)) VELA_THROW(VELAErrorOpeningFile);
+}
+
+void VecReal64::Import(const char* path, bool hasIndex) {
+    std::FILE* f = std::fopen(path, "r");
+    if (!f) VELA_THROW(VELAErrorOpeningFile);
+    internal::FileCloser closer(f);
+    const int n = hasIndex ? ImportColumn<double>(*this, f, "%lf %lf", 2, 1)
+                           : ImportColumn<double>(*this, f, "%lf", 1, 0);
+    if (n < 0) VELA_THROW(VELAErrorReadingFile);
+}
+
+// Unlike every other import, this form does not close its stream: the file stays open until the process
+// ends. That is its established behaviour, and it is kept.
+void VecReal64::Import(const char* path, int columns, int column) {
+    std::FILE* f = std::fopen(path, "r");
+    if (!f) VELA_THROW(VELAErrorOpeningFile);
+    const TableForm form = TableFormOf(columns, column, "%lf", "%lf %lf", "%lf %lf %lf");
+    if (ImportColumn<double>(*this, f, form.format, form.fields, form.keep) < 0)
+        VELA_THROW(VELAErrorReadingFile);
 }
 
 }  // namespace VELA

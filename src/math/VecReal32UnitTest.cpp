@@ -6,6 +6,7 @@
 #include "Checksum.h"
 #include "Vector.h"
 #include "infra/UnitTestRecorder.h"
+#include "internal/FileSelfTest.h"
 
 namespace VELA {
 namespace {
@@ -201,6 +202,10 @@ bool VecReal32::UnitTest(UnitTestRecorder& recorder) {
         const bool strict = !v.IsEqual(c, 0.0f);
         recorder.AddTestRecord(cls, "IsEqual", v.IsEqual(c, kTol) && sizes && strict);
     }
+
+    // ---- files ----
+    internal::RecordTextRoundTrip(recorder, cls, v, kTol, true);
+    internal::RecordBinaryRoundTrip(recorder, cls, v);
     return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include "Vector.h"
 #include "infra/UnitTestRecorder.h"
+#include "internal/FileSelfTest.h"
 
 namespace VELA {
 namespace {
@@ -165,6 +166,10 @@ bool VecReal64::UnitTest(UnitTestRecorder& recorder) {
         const bool strict = !v.IsEqual(v, 0.0f);
         recorder.AddTestRecord(cls, "IsEqual", noLength && strict);
     }
+
+    // ---- files ----
+    internal::RecordTextRoundTrip(recorder, cls, v, tol, true);
+    internal::RecordBinaryRoundTrip(recorder, cls, v);
     return true;
 }
 

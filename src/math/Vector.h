@@ -105,6 +105,22 @@ class VELA_API VecReal32 : public BaseVector<float> {
     void Export(float* p, int n) const;   // copies n elements out; n is the caller's
     void Export(double* p, int n) const;
 
+    // ---- files and console; the formats are described at the end of this header ----
+    // Console: "\n [%2d]= %g" per element, the first and last n around a line of 17 dots when there are
+    // more than 2 * n.
+    void Dump(int n) const;
+    // Text file, "%10d        %.20f\n" per element (index, value). Writes are not checked. With verbose,
+    // "\n====<path> saved" goes to stdout after the file is closed.
+    void Dump(const char* path, bool verbose) const;
+    // Reads a text file back: with hasIndex, lines of "index value" (the value kept), else one value a line.
+    void Import(const char* path, bool hasIndex);
+    // One number per line from a table: columns 3 keeps column 1 or 2 (anything else: 0), columns 2 keeps
+    // column 1 (anything else: 0); any other columns reads one number a line.
+    void Import(const char* path, int columns, int column);
+    // Binary file, type code 103.
+    void Store(const char* path) const;
+    void Load(const char* path);
+
     static bool UnitTest(UnitTestRecorder& recorder);
     static bool SimpleLeakTest(UnitTestRecorder& recorder);
 
@@ -186,6 +202,17 @@ class VELA_API VecReal64 : public BaseVector<double> {
     void Import(const float* p, int n);
     void Import(const VecReal32& v);
     void Export(double* p, int n) const;
+
+    // As VecReal32, with "%10d        %.16g\n" lines, "%lf" reading, and a line of 29 dots in the
+    // console print. The table form of Import leaves its file open until the process ends (the one
+    // import that does not close its stream).
+    void Dump(int n) const;
+    void Dump(const char* path, bool verbose) const;
+    void Import(const char* path, bool hasIndex);
+    void Import(const char* path, int columns, int column);
+    // Binary file, type code 101.
+    void Store(const char* path) const;
+    void Load(const char* path);
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
@@ -284,6 +311,24 @@ class VELA_API VecCplx32 : public BaseVector<Cplx32> {
     void Export(double* re, double* im, int n) const;
     void Export(Cplx32* p, int n) const;
 
+    // Console: "\n [%2d]= %g  %g " per element, shortened as VecReal32::Dump.
+    void Dump(int n) const;
+    // Text file, "%10d    %.20f  %.20f\n" per element (index, re, im).
+    void Dump(const char* path, bool verbose) const;
+    // With hasIndex lines of "index re im", else "re im".
+    void Import(const char* path, bool hasIndex);
+    // Binary file, type code 102, with three free floats of the caller's in the header (zero in the first
+    // form).
+    void Store(const char* path) const;
+    void Store(const char* path, float a, float b, float c) const;
+    void Load(const char* path);
+    // `count` elements from element `start` of the file; a range beyond its length is "error reading file"
+    // and a negative start or count "invalid input parameter".
+    void Load(const char* path, int start, int count);
+    // Header only: the three floats (stored before anything is tested) and, once version and type passed,
+    // the length. The vector itself is not touched.
+    void Load(const char* path, int& length, float& a, float& b, float& c);
+
     static bool UnitTest(UnitTestRecorder& recorder);
 
   private:
@@ -364,6 +409,15 @@ class VELA_API VecCplx64 : public BaseVector<Cplx64> {
     void Export(double* re, double* im, int n) const;
     void Export(Cplx64* p, int n) const;
 
+    // As VecCplx32, with "%10d    %.16g  %.16g\n" lines and "%lf" reading. In a shortened console print
+    // the first n elements use "\n [%2d]= %g %g " (one blank between the parts), the last n two blanks.
+    void Dump(int n) const;
+    void Dump(const char* path, bool verbose) const;
+    void Import(const char* path, bool hasIndex);
+    // Binary file, type code 100.
+    void Store(const char* path) const;
+    void Load(const char* path);
+
     static bool UnitTest(UnitTestRecorder& recorder);
 
   private:
@@ -371,4 +425,23 @@ class VELA_API VecCplx64 : public BaseVector<Cplx64> {
     double Sqr(const Cplx64& c) const { return c.re * c.re + c.im * c.im; }
 };
 
+// Binary vector files (Store, Load). A 108-byte header, little-endian, then the visible window's elements
+// as they lie in memory (a complex element is re then im):
+//   0  char[64]  "VecCplx32, length=%d" (the class name and the element count), zero-filled
+//   64 byte      0x1A, so that typing the file on a console stops after the line
+//   68 int32     version, 1            72 int32  type: 100 VecCplx64, 101 VecReal64, 102 VecCplx32,
+//   76 int32     element count                   103 VecReal32
+//   80 float[3]  free parameters (VecCplx32::Store(path, a, b, c) only, else 0)
+//   92 int32[3], 104 byte[3]: zero; bytes 65..67 and 107 are padding (written as zero, never read).
+// Only version and type are checked on reading. Load first empties the vector (its capacity stays), so
+// a failed load leaves it empty; the element count is compared with the bytes the file really holds
+// before anything is allocated. Failures: "error opening file", "error reading file" (short header or
+// data, a negative count, a range beyond the length), "file version error", "file type error";
+// Store: "error opening file", "error writing file" (a short write or a failed close; the partial file
+// stays on the disk).
+//
+// Text files (Dump to a path, Import): plain fprintf/fscanf, one element a line. Import reads the file
+// twice, first counting the records that parse and stopping at the first that does not (an empty or
+// non-numeric file gives an empty vector), then reading them. A file that cannot be opened is
+// "error opening file"; text writes are not checked, so a full disk passes in silence.
 }  // namespace VELA

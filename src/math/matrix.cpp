@@ -2,6 +2,8 @@
 #include "matrix.h"
 
 #include <cmath>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 
 #include "Vector.h"
@@ -18,6 +20,50 @@ namespace {
 template <class T>
 void CopyElements(T* d, const T* s, int n) {
     if (n > 0) std::memmove(d, s, sizeof(T) * static_cast<size_t>(n));
+}
+
+// Row i as "%g " per element, to `f`.
+template <class T>
+void PrintRow(std::FILE* f, const T* data, int cols, int i) {
+    const T* row = data + static_cast<int64_t>(i) * cols;
+    for (int j = 0; j < cols; ++j)
+        std::fprintf(f, "%g ", static_cast<double>(row[j]));
+}
+
+// Console print: every row after a line feed, or with more than 2 * n rows the first n and the last n
+// rows around a line of dots. (The tail is the last n rows: counting it from the element count instead
+// would run past the row table of any matrix of more than one column.)
+template <class T>
+void DumpRows(const T* data, int rows, int cols, int n) {
+    auto row = [&](int i) {
+        std::printf("\n");
+        PrintRow(stdout, data, cols, i);
+    };
+    if (static_cast<int64_t>(rows) <= 2 * static_cast<int64_t>(n)) {
+        for (int i = 0; i < rows; ++i)
+            row(i);
+        return;
+    }
+    for (int i = 0; i < n; ++i)
+        row(i);
+    std::printf("\n.................");
+    for (int i = rows - n; i < rows; ++i)
+        row(i);
+}
+
+// Text file, one row a line; "\n====<path> saved" on stdout after the close. False when the file cannot
+// be made.
+template <class T>
+bool DumpFile(const char* path, const T* data, int rows, int cols) {
+    std::FILE* f = std::fopen(path, "w");
+    if (!f) return false;
+    for (int i = 0; i < rows; ++i) {
+        PrintRow(f, data, cols, i);
+        std::fprintf(f, "\n");
+    }
+    std::fclose(f);
+    std::printf("\n====%s saved", path);
+    return true;
 }
 
 }  // namespace
@@ -93,6 +139,13 @@ bool MatReal32::IsEqual(const MatReal32& m, float tolerance) const {
     return true;
 }
 
+void MatReal32::Dump(int n) const {
+    DumpRows(data, rows, cols, n);
+}
+void MatReal32::Dump(const char* path) const {
+    if (!DumpFile(path, data, rows, cols)) VELA_THROW(VELAErrorOpeningFile);
+}
+
 // ============================== MatReal64 ==============================
 
 void MatReal64::Alloc(int n) {
@@ -160,6 +213,13 @@ bool MatReal64::IsEqual(const MatReal64& m, double tolerance) const {
     for (int i = 0; i < size; ++i)
         if (!(std::fabs(data[i] - m.data[i]) < tolerance)) return false;
     return true;
+}
+
+void MatReal64::Dump(int n) const {
+    DumpRows(data, rows, cols, n);
+}
+void MatReal64::Dump(const char* path) const {
+    if (!DumpFile(path, data, rows, cols)) VELA_THROW(VELAErrorOpeningFile);
 }
 
 }  // namespace VELA

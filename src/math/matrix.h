@@ -86,6 +86,13 @@ class VELA_API MatReal32 : public BaseMatrix<float> {
     // for every element. Prints nothing.
     bool IsEqual(const MatReal32& m, float tolerance) const;
 
+    // Console: each row after a line feed as "%g " per element; with more than 2 * n rows the first n
+    // and the last n rows around a line of 17 dots.
+    void Dump(int n) const;
+    // Text file, each row as "%g " per element and a line feed; then "\n====<path> saved" on stdout,
+    // always. "error opening file" if the file cannot be made; writes are not checked.
+    void Dump(const char* path) const;
+
     static bool UnitTest(UnitTestRecorder& recorder);
     // Takes a 100 x 100 matrix through Resize(0, 0) and destruction, for a heap checker; always true.
     static bool SimpleLeakTest(UnitTestRecorder& recorder);
@@ -150,6 +157,9 @@ class VELA_API MatReal64 : public BaseMatrix<double> {
 
     // As MatReal32::IsEqual, with a double tolerance and the difference in double.
     bool IsEqual(const MatReal64& m, double tolerance) const;
+
+    void Dump(int n) const;  // as MatReal32
+    void Dump(const char* path) const;
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
