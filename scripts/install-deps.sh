@@ -14,12 +14,11 @@ PACKAGES=(
     libliquid-dev      # peer half-band decimators for the benchmarks
     python3-numpy python3-scipy  # numerical oracles of the tests (/usr/bin/python3)
     python3-pil        # Pillow: the image-resize anchor of the display benchmark
-    octave gnuplot-nox fonts-freefont-otf ghostscript  # MGraph's plotting server: headless Octave, gnuplot, PNG output
+    octave gnuplot-nox fonts-freefont-otf ghostscript  # MGraph's plotting server (headless Octave, gnuplot, PNG output); a reader of our MAT-files in the tests
     pybind11-dev python3-pybind11  # the corvane Python package
     python3-pytest python3-matplotlib  # its tests and its example plot
     valgrind
     libmatio-dev       # MAT-files (level 5) of MatFileWriter and VSAFileWriter
-    octave gnuplot-nox fonts-freefont-otf ghostscript  # GNU Octave, a real reader of our MAT-files in the tests
     clang-14 libclang-rt-14-dev  # libFuzzer harnesses of the file readers (fuzz/, CORVANE_FUZZ)
 )
 
