@@ -9,6 +9,8 @@
 // names printed.
 #pragma once
 
+#include <cstring>
+
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -119,6 +121,18 @@ class SummaryReporter : public benchmark::ConsoleReporter {
 };
 
 // Initialise, run everything selected with `reporter` as the console output, shut down.
+// Removes `flag` from the command line (before Google Benchmark reads it); true when it was there.
+inline bool TakeFlag(int& argc, char** argv, const char* flag) {
+    for (int i = 1; i < argc; ++i)
+        if (std::strcmp(argv[i], flag) == 0) {
+            for (int j = i; j + 1 < argc; ++j)
+                argv[j] = argv[j + 1];
+            --argc;
+            return true;
+        }
+    return false;
+}
+
 inline int RunAll(int argc, char** argv, SummaryReporter& reporter) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

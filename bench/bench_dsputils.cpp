@@ -214,15 +214,7 @@ class Reporter : public bench::SummaryReporter {
 }  // namespace
 
 int main(int argc, char** argv) {
-    bool python = true;
-    for (int i = 1; i < argc; ++i)
-        if (std::strcmp(argv[i], "--no-python") == 0) {
-            python = false;
-            for (int j = i; j + 1 < argc; ++j)
-                argv[j] = argv[j + 1];
-            --argc;
-            break;
-        }
+    const bool python = !bench::TakeFlag(argc, argv, "--no-python");
     Reporter reporter(python ? RunPython() : std::map<std::string, PyFigures>{});
 
     for (const ConvCase& c : kConvCases)
