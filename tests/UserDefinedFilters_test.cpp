@@ -245,7 +245,7 @@ TEST(UserDefinedFilter, RealTapsOnEmptyStorageTakeTheirLength) {
 
 TEST(UserDefinedFilter, RealTapsKeepTheStoredSizeAndTail) {
     // 48 complex taps, then 32 real ones: the stored taps keep 48 values, the first 32 replaced (with
-    // imaginary parts 0) and the last 16 as they were.
+    // zero imaginary components) and the last 16 as they were.
     const VecCplx32 first = MeasuredPulse(48, 20.0, true);
     const VecCplx32 second = OneSymbolRectangle();
     VecCplx32 merged(48);

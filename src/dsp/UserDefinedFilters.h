@@ -39,7 +39,7 @@ class VELA_API UserTapsFilterBase : public FIRBaseFilter {
     void SetParameters(float samplingRate, float symbolRate, float rolloff, int taps) override;
     // The user's impulse response at `tapRate` taps per symbol, and resampling if the rates are known.
     void SetUserTaps(const VecCplx32& taps, float tapRate);
-    // The same for real taps, written into the stored user taps with imaginary parts 0. The stored
+    // The same for real taps, written into the stored user taps with a zero imaginary component. The stored
     // vector keeps its size when it already holds at least taps.size values (its tail is kept), and
     // grows to taps.size otherwise. The filter counts as complex afterwards, as with the other form.
     void SetUserTaps(const VecReal32& taps, float tapRate);
