@@ -9,6 +9,7 @@
 #include <corvane/math/VELAError.h>
 
 #include <atomic>
+#include <memory>
 #include <vector>
 
 #include "py_common.h"
@@ -62,6 +63,9 @@ struct PyStepped {
     int tunings = 0;
     VELA::VecCplx32 block;
     VELA::VecReal32 mag, out, res;
+    // Stitched traces of sweep() and sweep_detectors(), kept so that their capacity is reused.
+    std::vector<float> trace;
+    std::vector<std::vector<float>> traces;
 
     SweepPlan Init(double span, double center, double rbw, VELA::WindowType window, int points,
                    double acqSpan, double sampFreq, int acqSamples, VELA::DetectorType detector,
@@ -132,22 +136,42 @@ struct PyStepped {
         return ToNumpy(res);
     }
 
-    // One block per tuning through the one-call way; the traces concatenated.
-    py::array Sweep(const py::sequence& blocks) {
-        ObjectLock lock(mu);
+    // Views of the caller's blocks, one per tuning, checked and without a copy; `keep` holds the
+    // arrays for as long as the views are used (and is released with the GIL held, by the caller).
+    std::vector<std::unique_ptr<Borrowed<VELA::VecCplx32>>> BorrowBlocks(const py::sequence& blocks,
+                                                                         std::vector<py::array>& keep) {
         const size_t n = py::len(blocks);
         if (static_cast<int>(n) != tunings)
             throw py::value_error("blocks: expected " + std::to_string(tunings) +
                                   " blocks (one per tuning), got " + std::to_string(n));
-        std::vector<VELA::VecCplx32> in(n);
-        for (size_t i = 0; i < n; ++i)
-            LoadVector(in[i], blocks[i], "blocks[i]");
-        std::vector<float> trace;
+        std::vector<std::unique_ptr<Borrowed<VELA::VecCplx32>>> views;
+        views.reserve(n);
+        keep.reserve(n);
+        for (size_t i = 0; i < n; ++i) {
+            keep.push_back(AsArray(blocks[i], "blocks[i]"));
+            CheckVector<cf>(keep.back(), "blocks[i]");
+            views.push_back(std::make_unique<Borrowed<VELA::VecCplx32>>(keep.back()));
+        }
+        return views;
+    }
+
+    // One block per tuning through the one-call way; the traces concatenated.
+    //
+    // A sweep neither copies the blocks nor grows fresh buffers: it reads the caller's arrays in place
+    // and stitches into a trace buffer that the object keeps. Per-sweep copies of a few megabytes were
+    // what kept two threads from running side by side: glibc gives each thread its own arena and hands
+    // a freed arena's top back to the kernel, so every sweep in a thread faulted its buffers in again
+    // (about a hundred page faults a sweep), and those faults serialise on the process's page tables.
+    py::array Sweep(const py::sequence& blocks) {
+        ObjectLock lock(mu);
+        std::vector<py::array> keep;
+        auto in = BorrowBlocks(blocks, keep);
+        trace.clear();
         abort = false;
         Released([&] {
-            for (size_t i = 0; i < n; ++i) {
+            for (size_t i = 0; i < in.size(); ++i) {
                 CheckAbort();
-                ss.Apply(out, in[i], static_cast<int>(i));
+                ss.Apply(out, *in[i], static_cast<int>(i));
                 trace.insert(trace.end(), out.Data(), out.Data() + out.GetSize());
             }
         });
@@ -159,20 +183,17 @@ struct PyStepped {
     // One block per tuning through Apply1 and, per detector, Apply2; one trace per detector.
     py::list SweepDetectors(const py::sequence& blocks, const std::vector<VELA::DetectorType>& dets) {
         ObjectLock lock(mu);
-        const size_t n = py::len(blocks);
-        if (static_cast<int>(n) != tunings)
-            throw py::value_error("blocks: expected " + std::to_string(tunings) +
-                                  " blocks (one per tuning), got " + std::to_string(n));
         if (dets.empty()) throw py::value_error("detectors: at least one detector");
-        std::vector<VELA::VecCplx32> in(n);
-        for (size_t i = 0; i < n; ++i)
-            LoadVector(in[i], blocks[i], "blocks[i]");
-        std::vector<std::vector<float>> traces(dets.size());
+        std::vector<py::array> keep;
+        auto in = BorrowBlocks(blocks, keep);
+        if (traces.size() < dets.size()) traces.resize(dets.size());
+        for (auto& t : traces)
+            t.clear();
         abort = false;
         Released([&] {
-            for (size_t i = 0; i < n; ++i) {
+            for (size_t i = 0; i < in.size(); ++i) {
                 CheckAbort();
-                ss.Apply1(mag, in[i], static_cast<int>(i));
+                ss.Apply1(mag, *in[i], static_cast<int>(i));
                 for (size_t d = 0; d < dets.size(); ++d) {
                     ss.Apply2(out, mag, static_cast<int>(i), dets[d]);
                     traces[d].insert(traces[d].end(), out.Data(), out.Data() + out.GetSize());
@@ -180,7 +201,8 @@ struct PyStepped {
             }
         });
         py::list result;
-        for (auto& t : traces) {
+        for (size_t d = 0; d < dets.size(); ++d) {
+            const auto& t = traces[d];
             py::array_t<float> a(static_cast<py::ssize_t>(t.size()));
             if (!t.empty()) std::memcpy(a.mutable_data(), t.data(), t.size() * sizeof(float));
             result.append(a);
