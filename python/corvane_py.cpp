@@ -1,5 +1,6 @@
 // The corvane extension module: the error class, the enumerations shared by several families, and the
-// registration of the transform, measurement and filter bindings.
+// registration of the binding families (transforms, measurements, filters, IQ conversion,
+// interpolation, files).
 #include <corvane/dsp/DSPUtils.h>
 #include <corvane/dsp/FT.h>
 #include <corvane/dsp/Spectrum.h>
@@ -39,7 +40,8 @@ class Error(Exception):
 PYBIND11_MODULE(_corvane, m) {
     m.doc() =
         "Corvane signal-processing classes: Fourier and chirp-Z transforms, windows, spectra, stepped "
-        "spectra with video bandwidth and CISPR detectors, digital zoom and source, FIR filters.\n\n"
+        "spectra with video bandwidth and CISPR detectors, digital zoom and source, FIR filters, the "
+        "digital IQ downconverter, interpolators, IQT capture files and MAT-files.\n\n"
         "Frequencies, spans and bandwidths are in Hz, lengths in samples, levels in dB unless a name says "
         "otherwise. Arrays go in and come out as numpy arrays of the stated dtype; no silent conversion.";
 
@@ -113,4 +115,7 @@ PYBIND11_MODULE(_corvane, m) {
     corvane_py::RegisterTransforms(m);
     corvane_py::RegisterMeasurements(m);
     corvane_py::RegisterFilters(m);
+    corvane_py::RegisterConversion(m);
+    corvane_py::RegisterInterpolation(m);
+    corvane_py::RegisterFiles(m);
 }

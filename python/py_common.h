@@ -22,6 +22,7 @@
 #include <utility>
 
 #include <corvane/math/IntVector.h>
+#include <corvane/math/VELAError.h>
 #include <corvane/math/Vector.h>
 
 namespace corvane_py {
@@ -58,6 +59,14 @@ inline const char* DtypeLabel<std::complex<float>>() {
 template <>
 inline const char* DtypeLabel<std::complex<double>>() {
     return "complex128";
+}
+template <>
+inline const char* DtypeLabel<uint8_t>() {
+    return "uint8";
+}
+template <>
+inline const char* DtypeLabel<int16_t>() {
+    return "int16";
 }
 
 // Whether `a` holds elements of type T.
@@ -108,6 +117,14 @@ struct VecTraits<VELA::VecInt32> {
 template <>
 struct VecTraits<VELA::VecUInt32> {
     using Np = uint32_t;
+};
+template <>
+struct VecTraits<VELA::VecUInt8> {
+    using Np = uint8_t;
+};
+template <>
+struct VecTraits<VELA::VecInt16> {
+    using Np = int16_t;
 };
 
 // Copies a checked array into `dst` (Resize + copy, so a reused vector does not reallocate).
@@ -187,9 +204,17 @@ void Released(F&& f) {
     f();
 }
 
+// Turns a returned error code of the library into corvane.Error, as if the call had thrown it.
+inline void ThrowIfError(VELA::VELAErrorCodeTag code) {
+    if (code != VELA::VELAErrorNone) VELA_THROW(code);
+}
+
 // Registration functions of the binding families (one source each).
 void RegisterTransforms(py::module_& m);
 void RegisterMeasurements(py::module_& m);
 void RegisterFilters(py::module_& m);
+void RegisterConversion(py::module_& m);
+void RegisterInterpolation(py::module_& m);
+void RegisterFiles(py::module_& m);
 
 }  // namespace corvane_py

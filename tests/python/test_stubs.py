@@ -8,7 +8,7 @@ import os
 import corvane
 
 STUB = os.path.join(os.path.dirname(corvane.__file__), "__init__.pyi")
-ALIASES = {"C64", "C128", "F32", "F64", "I32", "U32"}
+ALIASES = {"C64", "C128", "F32", "F64", "I32", "U32", "U8", "I16", "PathLike"}
 
 
 def stub_classes():
