@@ -16,6 +16,7 @@
 
 #include <complex>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <type_traits>
@@ -202,6 +203,15 @@ template <class F>
 void Released(F&& f) {
     py::gil_scoped_release release;
     f();
+}
+
+// Builds a T with the GIL released: constructors that plan transforms or design filters can take long
+// (FFTW's measuring planner takes seconds for long transforms), and another Python thread should not
+// wait for them. The arguments must be plain C++ values, never Python objects.
+template <class T, class... Args>
+std::unique_ptr<T> MakeReleased(Args&&... args) {
+    py::gil_scoped_release release;
+    return std::make_unique<T>(std::forward<Args>(args)...);
 }
 
 // Turns a returned error code of the library into corvane.Error, as if the call had thrown it.

@@ -145,7 +145,7 @@ void RegisterFilters(py::module_& m) {
              "taps with complex64 or float32 x, float64 taps with complex128 x.");
 
     py::class_<PySFIR>(m, "SFIRFilter", "Streaming FIR filter: the delay lines carry from block to block.")
-        .def(py::init([](const py::handle& taps) { return std::make_unique<PySFIR>(TapsFrom(taps)); }),
+        .def(py::init([](const py::handle& taps) { return MakeReleased<PySFIR>(TapsFrom(taps)); }),
              py::arg("taps"), "taps: float32, h[0] first.")
         .def(
             "apply",
@@ -180,7 +180,7 @@ void RegisterFilters(py::module_& m) {
 
     py::class_<PyDecim>(m, "DecimationFilter", "Stages of filter-and-halve with the same taps.")
         .def(py::init([](int stages, const py::handle& taps) {
-                 return std::make_unique<PyDecim>(stages, TapsFrom(taps));
+                 return MakeReleased<PyDecim>(stages, TapsFrom(taps));
              }),
              py::arg("stage_count"), py::arg("taps"),
              "stage_count stages (each halves the rate) of float32 taps.")

@@ -301,8 +301,10 @@ void RegisterMeasurements(py::module_& m) {
     py::class_<PySpectrum>(m, "Spectrum",
                            "Single-shot magnitude spectrum of one block in display order (zero frequency at "
                            "index N//2). A complex tone of amplitude A on a bin centre reads A (0 dB for 1).")
-        .def(py::init<int, VELA::WindowType, float>(), py::arg("size"),
-             py::arg("window") = VELA::WindowTypeHann, py::arg("window_para") = 0.0f,
+        .def(py::init([](int size, VELA::WindowType window, float para) {
+                 return MakeReleased<PySpectrum>(size, window, para);
+             }),
+             py::arg("size"), py::arg("window") = VELA::WindowTypeHann, py::arg("window_para") = 0.0f,
              "size: N points (samples); window: the taper (built with its kind's default parameter).")
         .def("apply", &PySpectrum::Apply, py::arg("x"),
              "Spectrum of exactly N samples (complex64, or float32 for the full N-bin real spectrum); "
@@ -468,7 +470,7 @@ void RegisterMeasurements(py::module_& m) {
     py::class_<PyZoom>(m, "DigitalZoom", "Zoomed spectrum of a span inside a wider complex capture.")
         .def(py::init([](double c, double sp, double fs) {
                  auto z = std::make_unique<PyZoom>();
-                 z->z.SetSource(c, sp, fs);
+                 Released([&] { z->z.SetSource(c, sp, fs); });
                  return z;
              }),
              py::kw_only(), py::arg("src_center_hz"), py::arg("src_span_hz"), py::arg("src_samp_freq_hz"),
@@ -477,7 +479,7 @@ void RegisterMeasurements(py::module_& m) {
             "set_source",
             [](PyZoom& s, double c, double sp, double fs) {
                 ObjectLock lock(s.mu);
-                s.z.SetSource(c, sp, fs);
+                Released([&] { s.z.SetSource(c, sp, fs); });
             },
             py::kw_only(), py::arg("src_center_hz"), py::arg("src_span_hz"), py::arg("src_samp_freq_hz"),
             "A new source (Hz); a change clears the zoom and returns the unit to dB.")
@@ -485,7 +487,10 @@ void RegisterMeasurements(py::module_& m) {
             "set_parameters",
             [](PyZoom& s, double c, double sp, double rbw, VELA::WindowType w, double para) {
                 ObjectLock lock(s.mu);
-                return s.z.SetParameters(c, sp, rbw, w, para);
+                int n = 0;
+                // Plans the zoom's chirp-Z transform.
+                Released([&] { n = s.z.SetParameters(c, sp, rbw, w, para); });
+                return n;
             },
             py::kw_only(), py::arg("center_hz"), py::arg("span_hz"), py::arg("rbw_hz"),
             py::arg("window") = VELA::WindowTypeGauss, py::arg("window_para") = 0.0,
@@ -512,7 +517,7 @@ void RegisterMeasurements(py::module_& m) {
     py::class_<PySource>(m, "DigitalSource", "Shifts and decimates a complex capture to a narrower span.")
         .def(py::init([](double c, double sp, double fs) {
                  auto z = std::make_unique<PySource>();
-                 z->s.SetSource(c, sp, fs);
+                 Released([&] { z->s.SetSource(c, sp, fs); });
                  return z;
              }),
              py::kw_only(), py::arg("src_center_hz"), py::arg("src_span_hz"), py::arg("src_samp_freq_hz"))
@@ -520,7 +525,7 @@ void RegisterMeasurements(py::module_& m) {
             "set_source",
             [](PySource& s, double c, double sp, double fs) {
                 ObjectLock lock(s.mu);
-                s.s.SetSource(c, sp, fs);
+                Released([&] { s.s.SetSource(c, sp, fs); });
             },
             py::kw_only(), py::arg("src_center_hz"), py::arg("src_span_hz"), py::arg("src_samp_freq_hz"),
             "A new source (Hz); a change clears the setting until set_parameters.")
@@ -528,7 +533,10 @@ void RegisterMeasurements(py::module_& m) {
             "set_parameters",
             [](PySource& s, double c, double sp) {
                 ObjectLock lock(s.mu);
-                return s.s.SetParameters(c, sp);
+                int pad = 0;
+                // Designs the source's filters.
+                Released([&] { pad = s.s.SetParameters(c, sp); });
+                return pad;
             },
             py::kw_only(), py::arg("center_hz"), py::arg("span_hz"),
             "Tunes to center_hz with span_hz; returns the pad (input samples consumed by the chain).")

@@ -240,9 +240,11 @@ void RegisterTransforms(py::module_& m) {
         m, "ChirpZ",
         "Chirp-Z transform: X[j] = sum_n x[n] exp(-i 2pi n (start_freq_hz + j freq_step_hz) / "
         "sample_rate_hz), j = 0..output_size-1, unscaled.")
-        .def(py::init<int, double, int, double, double, bool>(), py::arg("input_size"),
-             py::arg("sample_rate_hz"), py::arg("output_size"), py::arg("start_freq_hz"),
-             py::arg("freq_step_hz"), py::arg("use64") = false,
+        .def(py::init([](int n, double fs, int mOut, double f0, double df, bool wide) {
+                 return MakeReleased<PyChirpZ>(n, fs, mOut, f0, df, wide);
+             }),
+             py::arg("input_size"), py::arg("sample_rate_hz"), py::arg("output_size"),
+             py::arg("start_freq_hz"), py::arg("freq_step_hz"), py::arg("use64") = false,
              "input_size N samples per block, output_size M points; use64 selects complex128 tables and "
              "input.")
         .def(
