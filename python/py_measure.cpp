@@ -359,14 +359,17 @@ void RegisterMeasurements(py::module_& m) {
         .def("apply1", &PyStepped::Apply1, py::arg("block"), py::arg("index"),
              "First stage: raw magnitudes of this tuning's bins (input of apply2/apply3).")
         .def("apply2", &PyStepped::Apply2, py::arg("magnitudes"), py::arg("index"), py::arg("detector"),
-             "Second stage: display points of this tuning with `detector`.")
+             "Second stage: display points of this tuning with `detector`, which also becomes the "
+             "detector of a later apply() or sweep().")
         .def("apply3", &PyStepped::Apply3, py::arg("magnitudes"), py::arg("index"), py::arg("acq_index"),
              py::arg("detector"), "CISPR stage: acquisition acq_index through a CISPR detector.")
         .def("sweep", &PyStepped::Sweep, py::arg("blocks"),
-             "A whole sweep, one block per tuning, with the init detector; the concatenated trace. The "
-             "GIL is released for the processing.")
+             "A whole sweep, one block per tuning, with the init detector (or the detector of the last "
+             "apply2 or sweep_detectors, which replaces it); the concatenated trace. The blocks are read in "
+             "place, with the GIL released for the processing.")
         .def("sweep_detectors", &PyStepped::SweepDetectors, py::arg("blocks"), py::arg("detectors"),
-             "A whole sweep by the two-stage way: one trace per detector in `detectors`.")
+             "A whole sweep by the two-stage way: one trace per detector in `detectors`. The last of them "
+             "becomes the detector of a later sweep() or apply(), as with apply2.")
         .def("cispr_sweep", &PyStepped::CISPRSweep, py::arg("source"), py::arg("detectors"),
              "The CISPR sequence: per tuning plan.cispr_acq_num acquisitions through each CISPR detector, "
              "then the display points. `source` is a sequence of one block per tuning (reused for every "

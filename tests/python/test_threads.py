@@ -3,6 +3,7 @@
 import threading
 
 import numpy as np
+import pytest
 
 import corvane
 from conftest import crandn
@@ -70,3 +71,30 @@ def test_spectra_and_filters_in_two_threads_equal_one_thread(rng):
             np.testing.assert_array_equal(g, r)
         for g, r in zip(f, ref_f):
             np.testing.assert_array_equal(g, r)
+
+
+def test_sweeps_check_every_block_and_repeat_exactly_with_the_kept_buffers(rng):
+    # The sweeps read the callers' blocks in place and stitch into buffers the object keeps: each block is
+    # still checked, and a sweep after a different one (other detectors, other data) is not disturbed.
+    # The two-stage way leaves its last detector as the one of a later sweep(), as apply2 does, so each
+    # detector list here ends with the plan's detector.
+    a, blocks = make(rng, corvane.DetectorType.MAX)
+    ref = a.sweep(blocks)
+    ref_det = a.sweep_detectors(blocks, [corvane.DetectorType.MIN, corvane.DetectorType.MAX])
+    other = [crandn(rng, len(b)) for b in blocks]
+    a.sweep(other)
+    a.sweep_detectors(other, [corvane.DetectorType.RMS, corvane.DetectorType.MIN, corvane.DetectorType.MAX])
+    np.testing.assert_array_equal(a.sweep(blocks), ref)
+    for g, r in zip(a.sweep_detectors(blocks, [corvane.DetectorType.MIN, corvane.DetectorType.MAX]), ref_det):
+        np.testing.assert_array_equal(g, r)
+    bad = list(blocks)
+    bad[-1] = blocks[-1].astype(np.complex128)
+    with pytest.raises(TypeError, match="complex64"):
+        a.sweep(bad)
+    bad[-1] = np.repeat(blocks[-1], 2)[::2]
+    with pytest.raises(ValueError, match="contiguous"):
+        a.sweep_detectors(bad, [corvane.DetectorType.MAX])
+    bad[-1] = blocks[-1].tolist()
+    with pytest.raises(TypeError, match="numpy array"):
+        a.sweep(bad)
+    np.testing.assert_array_equal(a.sweep(blocks), ref)
