@@ -213,3 +213,22 @@ def test_mat_reader_opens_mat_files_and_refuses_others(tmp_path):
     with pytest.raises(corvane.Error) as e:
         corvane.MatFileReader(junk)
     assert e.value.code == corvane.ErrorCode.OPENING_FILE
+
+
+@pytest.mark.skipif(not os.path.exists("/dev/full"), reason="needs /dev/full (a device that is always full)")
+def test_mat_writer_reports_a_file_it_cannot_complete(capfd):
+    w = corvane.MatFileWriter("/dev/full")
+    w.write_vector("v", np.arange(1000.0))
+    with pytest.raises(corvane.Error) as e:
+        w.close()
+    assert e.value.code == corvane.ErrorCode.CLOSING_FILE
+    assert w.closed
+    # Collected unclosed, the failure has no caller to go to: it is written to stderr, never a crash.
+    w2 = corvane.MatFileWriter("/dev/full")
+    w2.write_vector("v", np.arange(1000.0))
+    del w2
+    assert "could not be completed" in capfd.readouterr().err
+    with pytest.raises(corvane.Error) as e:
+        with corvane.MatFileWriter("/dev/full") as w3:
+            w3.write_scalar("s", 1.0)
+    assert e.value.code == corvane.ErrorCode.CLOSING_FILE
