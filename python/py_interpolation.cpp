@@ -171,6 +171,56 @@ void RegisterInterpolation(py::module_& m) {
             },
             py::arg("derivative"), "First derivative at the last knot (clamped end); above 1e30: free.")
         .def(
+            "make_spline_table",
+            [](PySpline& s, const py::handle& yObj, const py::handle& xObj) {
+                ObjectLock lock(s.mu);
+                py::array ya = AsArray(yObj, "y"), xa = AsArray(xObj, "x");
+                CheckVector<float>(ya, "y");
+                CheckVector<float>(xa, "x");
+                Borrowed<VELA::VecReal32> y(ya), x(xa);
+                VELA::VecReal32 table;
+                bool ok = false;
+                Released([&] { ok = s.spline().MakeSplineTable(table, y, x); });
+                if (!ok) {
+                    if (x.GetSize() != y.GetSize()) VELA_THROW(VELA::VELAErrorSizeMismatch);
+                    if (x.GetSize() < 2) VELA_THROW(VELA::VELAErrorInvalidInputParameter);
+                    VELA_THROW(VELA::VELAErrorMemoryAlloc);
+                }
+                return ToNumpy(table);
+            },
+            py::arg("y"), py::arg("x"),
+            "The second derivatives (float32) of the spline through knots x with values y (note the order "
+            "y, x), with the current boundary conditions, for repeated evaluation by interpolate_table. "
+            "corvane.Error for fewer than two knots or lengths that differ.")
+        .def(
+            "interpolate_table",
+            [](PySpline& s, const py::handle& q, const py::handle& yObj, const py::handle& xObj,
+               const py::handle& tObj) -> py::object {
+                ObjectLock lock(s.mu);
+                py::array ya = AsArray(yObj, "y"), xa = AsArray(xObj, "x"), ta = AsArray(tObj, "table");
+                CheckVector<float>(ya, "y");
+                CheckVector<float>(xa, "x");
+                CheckVector<float>(ta, "table");
+                Borrowed<VELA::VecReal32> y(ya), x(xa), table(ta);
+                if (!py::isinstance<py::array>(q)) {
+                    if (!py::isinstance<py::float_>(q) && !py::isinstance<py::int_>(q))
+                        throw py::type_error("queries: expected a numpy array or a number");
+                    const float query = q.cast<float>();
+                    float v = 0.0f;
+                    Released([&] { v = s.spline().Interpolate(query, y, x, table); });
+                    return py::float_(static_cast<double>(v));
+                }
+                py::array qa = py::reinterpret_borrow<py::array>(q);
+                CheckVector<float>(qa, "queries");
+                Borrowed<VELA::VecReal32> queries(qa);
+                Released([&] { s.spline().Interpolate(s.r32, queries, y, x, table); });
+                return ToNumpy(s.r32);
+            },
+            py::arg("queries"), py::arg("y"), py::arg("x"), py::arg("table"),
+            "The spline at `queries` (float32 array, or a number for a float) from a table made by "
+            "make_spline_table for the same y and x. NaN where y or the table is shorter than x, or x has "
+            "fewer than two knots.")
+        .def(
             "set_natural_spline",
             [](PySpline& s) {
                 ObjectLock lock(s.mu);

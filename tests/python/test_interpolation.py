@@ -169,3 +169,29 @@ def test_bad_arrays_raise_type_and_value_errors(kind):
         obj.interpolate(x, y, np.zeros((2, 2)))
     with pytest.raises(ValueError, match="contiguous"):
         obj.interpolate(np.arange(12.0)[::2], y, np.array([0.5]))
+
+
+def test_spline_table_evaluates_the_spline_of_its_knots(rng):
+    x, y = knots(rng, dtype=np.float32)
+    q = queries(rng, x, dtype=np.float32)
+    s = corvane.Spline()
+    s.set_boundary_condition1(0.5)
+    table = s.make_spline_table(y, x)
+    assert table.dtype == np.float32 and table.shape == x.shape
+    got = s.interpolate_table(q, y, x, table)
+    ref = interpolate.CubicSpline(x.astype(np.float64), y.astype(np.float64), bc_type=((1, 0.5), (2, 0.0)))
+    np.testing.assert_allclose(got, ref(q.astype(np.float64)), rtol=1e-4, atol=1e-4)
+    # The table's second derivatives are those of the spline.
+    np.testing.assert_allclose(table, ref(x.astype(np.float64), 2), rtol=1e-3, atol=1e-3)
+    assert s.interpolate_table(float(q[3]), y, x, table) == pytest.approx(float(got[3]), rel=1e-6, abs=1e-6)
+    # A table that does not fit the knots gives NaN, never a read beyond it.
+    assert np.all(np.isnan(s.interpolate_table(q, y, x, table[:5])))
+    assert np.isnan(s.interpolate_table(0.0, y[:3], x, table))
+    with pytest.raises(corvane.Error) as e:
+        s.make_spline_table(y[:-1], x)
+    assert e.value.code == corvane.ErrorCode.SIZE_MISMATCH
+    with pytest.raises(corvane.Error) as e:
+        s.make_spline_table(y[:1], x[:1])
+    assert e.value.code == corvane.ErrorCode.INVALID_INPUT_PARAMETER
+    with pytest.raises(TypeError, match="float32"):
+        s.make_spline_table(y.astype(np.float64), x)
