@@ -13,6 +13,11 @@
 namespace corvane_py {
 namespace {
 
+// A real number as a query: Python's int and float, numpy's scalars, anything with __float__ (not str).
+bool IsNumber(const py::handle& q) {
+    return PyNumber_Check(q.ptr()) && !PyComplex_Check(q.ptr()) && py::hasattr(q, "__float__");
+}
+
 // One interpolator of any kind, owned by the Python object. Polymorphic, so that the factory's result
 // reaches Python as the class of its kind.
 struct PyInterp {
@@ -48,10 +53,10 @@ struct PyInterp {
         Borrowed<Vec> x(xa), y(ya);
         if (!py::isinstance<py::array>(q)) {
             // A Python number: the scalar form.
-            if (!py::isinstance<py::float_>(q) && !py::isinstance<py::int_>(q))
+            if (!IsNumber(q))
                 throw py::type_error("queries: expected a numpy array or a number, got " +
                                      py::str(py::type::of(q).attr("__name__")).cast<std::string>());
-            T query = static_cast<T>(q.cast<double>());
+            T query = static_cast<T>(py::float_(py::reinterpret_borrow<py::object>(q)).cast<double>());
             T value{};
             PchipGuard(x, y, true);
             VELA::VELAErrorCodeTag code = VELA::VELAErrorNone;
@@ -203,9 +208,9 @@ void RegisterInterpolation(py::module_& m) {
                 CheckVector<float>(ta, "table");
                 Borrowed<VELA::VecReal32> y(ya), x(xa), table(ta);
                 if (!py::isinstance<py::array>(q)) {
-                    if (!py::isinstance<py::float_>(q) && !py::isinstance<py::int_>(q))
-                        throw py::type_error("queries: expected a numpy array or a number");
-                    const float query = q.cast<float>();
+                    if (!IsNumber(q)) throw py::type_error("queries: expected a numpy array or a number");
+                    const float query =
+                        static_cast<float>(py::float_(py::reinterpret_borrow<py::object>(q)).cast<double>());
                     float v = 0.0f;
                     Released([&] { v = s.spline().Interpolate(query, y, x, table); });
                     return py::float_(static_cast<double>(v));

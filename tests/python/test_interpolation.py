@@ -99,6 +99,9 @@ def test_a_scalar_query_equals_the_vector_form(rng, kind):
         v = obj.interpolate(x, y, float(qi))
         assert isinstance(v, float)
         assert v == pytest.approx(vi, rel=1e-12, abs=1e-12)
+    # numpy's scalars are numbers too.
+    assert obj.interpolate(x, y, np.float32(q[0])) == pytest.approx(obj.interpolate(x, y, float(np.float32(q[0]))))
+    assert obj.interpolate(x, y, np.int64(1)) == obj.interpolate(x, y, 1.0)
     x32, y32 = x.astype(np.float32), y.astype(np.float32)
     v32 = obj.interpolate(x32, y32, float(q[0]))
     assert v32 == pytest.approx(float(obj.interpolate(x32, y32, q[:1].astype(np.float32))[0]), rel=1e-6)
@@ -165,6 +168,8 @@ def test_bad_arrays_raise_type_and_value_errors(kind):
         obj.interpolate(list(x), y, np.array([0.5]))
     with pytest.raises(TypeError, match="queries"):
         obj.interpolate(x, y, "0.5")
+    with pytest.raises(TypeError, match="queries"):
+        obj.interpolate(x, y, 0.5 + 1j)
     with pytest.raises(ValueError, match="one-dimensional"):
         obj.interpolate(x, y, np.zeros((2, 2)))
     with pytest.raises(ValueError, match="contiguous"):
