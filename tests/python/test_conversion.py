@@ -52,8 +52,8 @@ def test_a_real_tone_comes_out_as_the_complex_tone_at_the_offset_frequency():
     err = np.abs(out - expected)
     assert np.max(err) < 2e-3 * a, np.max(err)
     # And numpy's spectrum of the output peaks at the offset frequency on the decimated grid.
-    spec = np.abs(np.fft.fft(out * np.hanning(len(out))))
-    f_peak = np.fft.fftfreq(len(out), 1 / s.out_samp_freq_hz)[np.argmax(spec)]
+    mag = np.abs(np.fft.fft(out * np.hanning(len(out))))
+    f_peak = np.fft.fftfreq(len(out), 1 / s.out_samp_freq_hz)[np.argmax(mag)]
     assert abs(f_peak - (f0 - FC)) <= s.out_samp_freq_hz / len(out)
 
 

@@ -88,10 +88,10 @@ def test_iqt_sample_reads_and_the_tone_of_the_capture(capture):
     assert len(r.read_iq_samples(len(iq) - 100, 1000)) == 100  # cut at the end of the block
     # The capture holds a CW tone 1.8 MHz above the centre: numpy's spectrum of the decoded samples shows it.
     x = r.read_iq_data(0, 65536).astype(np.complex128)
-    spec = np.abs(np.fft.fft(x * np.hanning(len(x))))
+    mag = np.abs(np.fft.fft(x * np.hanning(len(x))))
     f = np.fft.fftfreq(len(x), 1 / r.sampling_frequency_hz)
     band = (f > 1.7e6) & (f < 1.9e6)
-    assert abs(f[band][np.argmax(spec[band])] - 1.8e6) < 2 * r.sampling_frequency_hz / len(x)
+    assert abs(f[band][np.argmax(mag[band])] - 1.8e6) < 2 * r.sampling_frequency_hz / len(x)
 
 
 def test_iqt_flatness_is_the_correction_record(capture):
