@@ -98,3 +98,30 @@ def test_sweeps_check_every_block_and_repeat_exactly_with_the_kept_buffers(rng):
     with pytest.raises(TypeError, match="numpy array"):
         a.sweep(bad)
     np.testing.assert_array_equal(a.sweep(blocks), ref)
+
+
+def test_downconverters_interpolators_and_readers_in_two_threads_equal_one_thread(rng):
+    import os
+
+    x = rng.standard_normal(200000).astype(np.float32)
+    knots = np.cumsum(rng.uniform(0.1, 1.0, 500))
+    values = rng.standard_normal(500)
+    queries = rng.uniform(knots[0], knots[-1], 20000)
+    capture = os.path.join(os.path.dirname(__file__), "..", "..", "src", "infra", "testdata", "cdma2kfwd5mspan.iqt")
+    reader = corvane.IQTReader(capture)  # one reader shared by both threads: reads keep no state
+
+    def job():
+        d = corvane.DigitalIQDownconverter()
+        d.set_parameters(center_freq_hz=20e6, samp_freq_hz=100e6, span_hz=5e6)
+        p = corvane.CubicHermiteInterpolation()
+        s = corvane.Spline()
+        return ([d.apply(x[k:k + 50000]) for k in range(0, len(x), 50000)],
+                [p.interpolate(knots, values, queries) for _ in range(3)],
+                [s.interpolate(knots, values, queries) for _ in range(3)],
+                [reader.iq_data(k, 5)[0] for k in range(0, 120, 5)])
+
+    ref = job()
+    for got in run_threads([job, job]):
+        for g_list, r_list in zip(got, ref):
+            for g, r in zip(g_list, r_list):
+                np.testing.assert_array_equal(g, r)
