@@ -13,6 +13,7 @@ the CPU time per unit would rise with two threads, whatever the load. Each threa
 (time.thread_time) is printed too, and the load average at the start and end.
 
     PYTHONPATH=build/python /usr/bin/python3 bench/python_threads.py [--work sweep] [--rounds 5] [--repeat 40]
+    PYTHONPATH=build/python valgrind --tool=callgrind /usr/bin/python3 bench/python_threads.py --plain 20
 """
 import argparse
 import os
@@ -79,7 +80,15 @@ def main():
     ap.add_argument("--work", choices=sorted(SETUPS), default="sweep")
     ap.add_argument("--rounds", type=int, default=5)
     ap.add_argument("--repeat", type=int, default=40, help="units of work per object per round")
+    ap.add_argument("--plain", type=int, metavar="N",
+                    help="only set up one object, run one unit and then N more in this thread, untimed (for "
+                         "callgrind: the difference of N = 20 and N = 0 over 20 is the instructions per unit)")
     args = ap.parse_args()
+    if args.plain is not None:
+        work = SETUPS[args.work](1)
+        for _ in range(args.plain + 1):
+            work()
+        return
     repeat = args.repeat
 
     jobs = [SETUPS[args.work](1), SETUPS[args.work](2)]
