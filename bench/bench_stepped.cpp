@@ -210,6 +210,12 @@ class Reporter : public bench::SummaryReporter {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // --measured-plans: the library plans with FFTW_MEASURE as the floor does, which leaves the sweep's
+    // own cost (per-tuning work, detectors, stitching) beside the same transforms.
+    if (bench::TakeFlag(argc, argv, "--measured-plans")) {
+        FFTPlanning::SetRigour(FFTPlanningMeasure, 0);
+        std::printf("library plans: FFTW_MEASURE\n");
+    }
     Reporter reporter;
     using M = bench::SummaryReporter::Metric;
     for (const Request& r : kPlans) {
