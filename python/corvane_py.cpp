@@ -113,4 +113,5 @@ PYBIND11_MODULE(_corvane, m) {
     corvane_py::RegisterTransforms(m);
     corvane_py::RegisterMeasurements(m);
     corvane_py::RegisterFilters(m);
+    corvane_py::RegisterEMI(m);
 }

@@ -191,5 +191,6 @@ void Released(F&& f) {
 void RegisterTransforms(py::module_& m);
 void RegisterMeasurements(py::module_& m);
 void RegisterFilters(py::module_& m);
+void RegisterEMI(py::module_& m);
 
 }  // namespace corvane_py
