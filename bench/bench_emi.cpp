@@ -8,7 +8,8 @@
 //                                through Apply1 and Apply3 (quasi-peak), then Apply2 for the trace
 //
 // With --emi-pulse-response=FILE the program instead writes the quasi-peak pulse response of bands B
-// and C/D (relative equivalent level against repetition rate, reference 100 Hz) as CSV, the data of
+// A, B and C/D (relative equivalent level against repetition rate, reference 25 Hz in band A and 100 Hz
+// in the others) as CSV, the data of
 // docs/images/emi-pulse-response.png (bench/plot_emi_pulse_response.py draws it).
 #include <cmath>
 #include <cstdio>
@@ -166,18 +167,21 @@ int WritePulseResponse(const char* path) {
     struct B {
         const char* name;
         EMIBand band;
-        double fs, discharge;
+        double fs, discharge, reference;  // band A is referred to 25 Hz, the others to 100 Hz
     };
-    const double rates[] = {1, 2, 5, 10, 20, 50, 100, 200, 500, 1000};
-    for (B b : {B{"B", EMIBand::B, 50000.0, 0.16}, B{"CD", EMIBand::CD, 400000.0, 0.55}}) {
-        const double ref = PulseQP(b.band, b.fs, 100, std::max(1.5, 0.06 + 10 * b.discharge));
+    const double rates[] = {1, 2, 5, 10, 20, 25, 50, 60, 100, 200, 500, 1000};
+    for (B b : {B{"A", EMIBand::A, 2000.0, 0.5, 25.0}, B{"B", EMIBand::B, 50000.0, 0.16, 100.0},
+                B{"CD", EMIBand::CD, 400000.0, 0.55, 100.0}}) {
+        auto dwell = [&](double r) { return std::max(1.5, 6.0 / r + 10 * b.discharge); };
+        const double ref = PulseQP(b.band, b.fs, b.reference, dwell(b.reference));
         for (double r : rates) {
-            const double seconds = std::max(1.5, 6.0 / r + 10 * b.discharge);
+            if (r > (b.band == EMIBand::A ? 100.0 : 1000.0)) continue;  // band A's pulses overlap beyond
             std::fprintf(f, "%s,%g,%.3f\n", b.name, r,
-                         20.0 * std::log10(ref / PulseQP(b.band, b.fs, r, seconds)));
+                         20.0 * std::log10(ref / PulseQP(b.band, b.fs, r, dwell(r))));
         }
         // An isolated pulse (rate 0 in the file).
-        std::fprintf(f, "%s,0,%.3f\n", b.name, 20.0 * std::log10(ref / PulseQP(b.band, b.fs, 0.1, 3.0)));
+        std::fprintf(f, "%s,0,%.3f\n", b.name,
+                     20.0 * std::log10(ref / PulseQP(b.band, b.fs, 0.05, 3.0 + 10 * b.discharge)));
     }
     std::fclose(f);
     return 0;
