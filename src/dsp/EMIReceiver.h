@@ -49,6 +49,11 @@
 //   - an isolated pulse: two meter time constants after it, for the meter to reach its highest point.
 // GetElapsedTime gives the time seen so far.
 //
+// Cost. Per envelope sample one transform of fftLength points (at least 14 sampleRate/B6, a power of
+// two) and the detectors of every measuring frequency, so the work per second of signal grows as
+// (sampleRate/B6)^2 log: a band B scan of 223 frequencies over 1.25 MS/s runs several times faster
+// than real time on one core, while a band A scan of a wide recording should be decimated first.
+//
 // Scratch and state live in the object: after SetParameters, Process allocates nothing. Copying is not
 // offered (the object owns an FFT plan). One object serves one thread.
 #pragma once
