@@ -49,10 +49,12 @@
 //   - an isolated pulse: two meter time constants after it, for the meter to reach its highest point.
 // GetElapsedTime gives the time seen so far.
 //
-// Cost. Per envelope sample one transform of fftLength points (at least 14 sampleRate/B6, a power of
-// two) and the detectors of every measuring frequency, so the work per second of signal grows as
-// (sampleRate/B6)^2 log: a band B scan of 223 frequencies over 1.25 MS/s runs several times faster
-// than real time on one core, while a band A scan of a wide recording should be decimated first.
+// Cost. Per envelope sample one transform of fftLength points (the power of two at or above
+// 14 sampleRate/B6) and the detectors of every measuring frequency. With the envelope at about 8 B6,
+// a second of signal costs about 112 sampleRate log2(fftLength) transform operations plus 8 B6 detector
+// steps per measuring frequency: a band B scan of 223 frequencies over 1.25 MS/s runs several times
+// faster than real time on one core. Only the memory of the transform grows with sampleRate/B6 (a
+// band A scan of a 10 MS/s recording takes 1M-point transforms); decimate such recordings first.
 //
 // Scratch and state live in the object: after SetParameters, Process allocates nothing. Copying is not
 // offered (the object owns an FFT plan). One object serves one thread.
