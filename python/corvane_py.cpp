@@ -118,4 +118,5 @@ PYBIND11_MODULE(_corvane, m) {
     corvane_py::RegisterConversion(m);
     corvane_py::RegisterInterpolation(m);
     corvane_py::RegisterFiles(m);
+    corvane_py::RegisterEMI(m);
 }

@@ -226,5 +226,6 @@ void RegisterFilters(py::module_& m);
 void RegisterConversion(py::module_& m);
 void RegisterInterpolation(py::module_& m);
 void RegisterFiles(py::module_& m);
+void RegisterEMI(py::module_& m);
 
 }  // namespace corvane_py

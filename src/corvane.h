@@ -29,6 +29,7 @@
 #include "dsp/ChirpZ.h"
 #include "dsp/VideoBandwidth.h"
 #include "dsp/CISPRDetector.h"
+#include "dsp/EMIReceiver.h"
 #include "dsp/DigitalSource.h"
 #include "dsp/DigitalZoom.h"
 #include "dsp/DigitalIQDownconverter.h"

@@ -36,6 +36,7 @@ const EntryPoint kEntryPoints[] = {
     {"DigitalZoom", &DigitalZoom::UnitTest},
     {"DigitalIQDownconverter", &DigitalIQDownconverter::UnitTest},
     {"SteppedSpectrum", &SteppedSpectrum::UnitTest},
+    {"EMIReceiver", &EMIReceiver::UnitTest},
     {"FIRFilter", &FIRFilter::UnitTest},
     {"SFIRFilter", &SFIRFilter::UnitTest},
     {"DecimationFilter", &DecimationFilter::UnitTest},

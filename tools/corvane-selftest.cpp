@@ -60,6 +60,7 @@ const Entry kRegistry[] = {
     {"ChirpZ", &VELA::ChirpZ::UnitTest},
     {"VideoBandwidth", &VELA::VideoBandwidth::UnitTest},
     {"CISPRDetector", &VELA::CISPRDetector::UnitTest},
+    {"EMIReceiver", &VELA::EMIReceiver::UnitTest},
     {"DigitalSource", &VELA::DigitalSource::UnitTest},
     {"DigitalZoom", &VELA::DigitalZoom::UnitTest},
     {"DigitalIQDownconverter", &VELA::DigitalIQDownconverter::UnitTest},
