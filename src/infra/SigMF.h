@@ -96,11 +96,6 @@ class VELA_API SigMFReader {
     static bool UnitTest(UnitTestRecorder& recorder);
 
   private:
-    // Checks the range, opens the data file and reads samples [first, first + count) as raw bytes in
-    // pieces, calling sink(bytes, samples, samplesDone) for each piece.
-    template <class Sink>
-    void ReadRaw(int64_t first, int count, Sink&& sink) const;
-
     std::string metaPath;
     std::string dataPath;
     std::string datatype;
@@ -118,7 +113,7 @@ class VELA_API SigMFWriter {
     // Starts "basePath.sigmf-data" (written to a temporary name beside it) for `datatype` ("cf32_le",
     // "ci16_le", "cf64_le", "ci8", "cu8"). Integer datatypes take the samples scaled by the reader's
     // factors (x * 32768, x * 128, x * 127.5 + 127.5), rounded half to even and saturated; NaN is taken
-    // as 0. "file type error"   for another datatype, "invalid input parameter" for a sample rate that
+    // as 0. "file type error" for another datatype, "invalid input parameter" for a sample rate that
     // is not finite and > 0 or a centre frequency that is not finite, "error writing file" when the
     // temporary file cannot be created (a missing or read-only directory).
     SigMFWriter(const std::string& basePath, const std::string& datatype, double sampleRate,
