@@ -57,3 +57,4 @@
 #include "infra/MatFileReader.h"
 #include "infra/VSAFileWriter.h"
 #include "infra/IQTReader.h"
+#include "infra/SigMF.h"
