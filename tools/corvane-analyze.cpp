@@ -163,6 +163,34 @@ class IqtRecording : public Recording {
     VecCplx32 frameData_;
 };
 
+// A SigMF recording: the reader converts every datatype to float as it reads.
+class SigMFRecording : public Recording {
+  public:
+    explicit SigMFRecording(const std::string& path) : path_(path) {
+        try {
+            reader_ = std::make_unique<SigMFReader>(path);
+        } catch (const VELAException& e) {
+            Fail(kExitInput, path + ": " + VelaText(e));
+        }
+        count = reader_->GetSampleCount();
+        if (count <= 0) Fail(kExitInput, path + ": the recording holds no samples");
+        rate = reader_->GetSampleRate();
+        center = reader_->GetCenterFrequency();
+        kind = "SigMF " + reader_->GetDatatype();
+    }
+    void Read(int64_t first, int n, VecCplx32& out) override {
+        try {
+            reader_->Read(first, n, out);
+        } catch (const VELAException& e) {
+            Fail(kExitInput, path_ + ": " + VelaText(e));
+        }
+    }
+
+  private:
+    std::string path_;
+    std::unique_ptr<SigMFReader> reader_;
+};
+
 bool EndsWith(const std::string& s, const std::string& tail) {
     return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
 }
@@ -455,8 +483,11 @@ std::unique_ptr<Recording> OpenRecording(Options& o) {
         if (o.haveRate) Fail(kExitUsage, "--rate applies to raw cf32 input only; the .iqt header gives it");
         return std::make_unique<IqtRecording>(path);
     }
-    if (EndsWith(path, ".sigmf-meta") || EndsWith(path, ".sigmf-data") || IsFile(path + ".sigmf-meta"))
-        Fail(kExitInput, path + ": SigMF input is not available in this build");
+    if (EndsWith(path, ".sigmf-meta") || EndsWith(path, ".sigmf-data") || IsFile(path + ".sigmf-meta")) {
+        if (o.haveRate)
+            Fail(kExitUsage, "--rate applies to raw cf32 input only; the SigMF metadata gives it");
+        return std::make_unique<SigMFRecording>(path);
+    }
     if (!o.haveRate) Fail(kExitUsage, "raw cf32 input needs --rate (its sample rate)");
     if (!(o.rate > 0.0)) Fail(kExitUsage, "--rate: must be positive");
     auto rec = std::make_unique<RawCf32Recording>(path, o.rate, o.haveCenter ? o.center : 0.0);
