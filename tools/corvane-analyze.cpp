@@ -570,7 +570,21 @@ void MakePlan(Plan& p, const Options& o, const Recording& rec, double start, dou
         p.tuner.SetParameters(rec.center, tunerSpan);
         p.tunerRate = p.tuner.GetSampFreq();
         p.decimation = std::llround(rec.rate / p.tunerRate);
+        // An estimate first: it says how many samples a block takes without designing the transform,
+        // which for a resolution bandwidth far too narrow for the recording would be huge.
         double actualVBW = o.vbw;
+        p.spectrum.Init(p.freqSteps, p.acqSpans, p.numSamples, p.numPoints, p.actualRBW, actualVBW, span,
+                        center, rbw, o.window, o.points, tunerSpan, p.tunerRate, 0, o.detector->type, true,
+                        o.vbw, cisprBlocks);
+        int longest = 0;
+        for (int i = 0; i < p.numSamples.GetSize(); ++i)
+            longest = std::max(longest, p.numSamples[i]);
+        const int64_t need = p.tuner.GetRequiredOrigDataLen(longest);
+        if (need > rec.count)
+            Fail(kExitUsage, "the recording holds " + std::to_string(rec.count) + " samples; RBW " +
+                                 std::to_string(p.actualRBW) + " Hz needs " + std::to_string(need) +
+                                 " per block: widen --rbw");
+        actualVBW = o.vbw;
         p.spectrum.Init(p.freqSteps, p.acqSpans, p.numSamples, p.numPoints, p.actualRBW, actualVBW, span,
                         center, rbw, o.window, o.points, tunerSpan, p.tunerRate, 0, o.detector->type, false,
                         o.vbw, cisprBlocks);
@@ -931,6 +945,10 @@ void WritePng(OutputFile& out, const std::string& path, const Trace& t, const Op
     try {
         MGraph graph(source.c_str());
         graph.Plot(x.data(), y.data(), static_cast<int>(n), 1, title, xLabel, yLabel);
+        // The frequency axis ends where the trace ends.
+        char limits[128];
+        std::snprintf(limits, sizeof limits, "xlim([%.17g %.17g]);", x.front(), x.back());
+        graph.Say(limits);
         if (!y2.empty()) {
             graph.Send("tMin", x.data(), y2.data(), static_cast<int>(n));
             graph.Say("hold on; plot(tMin(:,1), tMin(:,2), 'r'); legend('max', 'min'); hold off;");
