@@ -554,6 +554,7 @@ struct Plan {
     double actualRBW = 0.0;
     double tunerRate = 0.0;
     int64_t decimation = 1;
+    double recordingCenter = 0.0;
 };
 
 // Plans the sweep; `cisprBlocks` > 0 limits the CISPR acquisitions per tuning.
@@ -566,6 +567,7 @@ void MakePlan(Plan& p, const Options& o, const Recording& rec, double start, dou
     const double tunerSpan =
         static_cast<double>(static_cast<float>(o.tunerSpan > 0.0 ? o.tunerSpan : rec.rate));
     try {
+        p.recordingCenter = rec.center;
         p.tuner.SetSource(rec.center, rec.rate, rec.rate);
         p.tuner.SetParameters(rec.center, tunerSpan);
         p.tunerRate = p.tuner.GetSampFreq();
@@ -598,6 +600,18 @@ void MakePlan(Plan& p, const Options& o, const Recording& rec, double start, dou
 int TuneTo(Plan& p, int i) {
     p.tuner.SetParameters(p.freqSteps[i], p.acqSpans[i]);
     return p.tuner.GetRequiredOrigDataLen(p.numSamples[i]);
+}
+
+// Tuning i's block from the recording's samples `raw`: shifted and decimated by the tuner into
+// `block`, or `raw` itself when the tuning sits on the recording's centre without decimation (the
+// tuner would only copy it, at the cost of a complex multiply per sample).
+const VecCplx32& Tuned(Plan& p, int i, const VecCplx32& raw, VecCplx32& block) {
+    if (p.decimation == 1 && p.freqSteps[i] == p.recordingCenter && raw.GetSize() == p.numSamples[i])
+        return raw;
+    p.tuner.Apply(block, raw);
+    // The tuner may give one sample more than the plan asks (odd stage inputs).
+    block.Resize(p.numSamples[i]);
+    return block;
 }
 
 void CheckTuningsInBand(const Plan& p, const Recording& rec) {
@@ -670,10 +684,7 @@ void MeasureBlockAverage(Trace& t, const Options& o, Recording& rec, double star
         const int64_t stride = static_cast<int64_t>(p.numSamples[i]) * p.decimation;
         for (int64_t b = 0; b < blocks; ++b) {
             rec.Read(b * stride, n, raw);
-            p.tuner.Apply(block, raw);
-            // The tuner may give one sample more than the plan asks (odd stage inputs).
-            block.Resize(p.numSamples[i]);
-            p.spectrum.Apply1(mag, block, i);
+            p.spectrum.Apply1(mag, Tuned(p, i, raw, block), i);
             if (twoTracks && b == 0) {
                 // Keeps the second plan's per-tuning state in step; its result is not used.
                 minPlan->spectrum.Apply1(reducedMin, block, i);
@@ -783,9 +794,7 @@ void MeasureBlockQuasiPeak(Trace& t, const Options& o, Recording& rec, double st
         const int n = TuneTo(p, i);
         for (int64_t a = 0; a < acquisitions; ++a) {
             rec.Read(a * spacing, n, raw);
-            p.tuner.Apply(block, raw);
-            block.Resize(p.numSamples[i]);
-            p.spectrum.Apply1(mag, block, i);
+            p.spectrum.Apply1(mag, Tuned(p, i, raw, block), i);
             p.spectrum.Apply3(state, mag, i, static_cast<int>(a), det.type);
             progress.Step();
         }
