@@ -19,6 +19,7 @@ PACKAGES=(
     python3-pytest python3-matplotlib  # its tests and its example plot
     valgrind
     libmatio-dev       # MAT-files (level 5) of MatFileWriter and VSAFileWriter
+    nlohmann-json3-dev # JSON metadata of SigMF recordings (SigMFReader, SigMFWriter)
     clang-14 libclang-rt-14-dev  # libFuzzer harnesses of the file readers (fuzz/, CORVANE_FUZZ)
 )
 

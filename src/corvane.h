@@ -58,3 +58,4 @@
 #include "infra/MatFileReader.h"
 #include "infra/VSAFileWriter.h"
 #include "infra/IQTReader.h"
+#include "infra/SigMF.h"

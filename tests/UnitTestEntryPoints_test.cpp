@@ -69,6 +69,7 @@ const EntryPoint kEntryPoints[] = {
     {"MatFileWriter", &MatFileWriter::UnitTest},
     {"MatFileReader", &MatFileReader::UnitTest},
     {"VSAFileWriter", &VSAFileWriter::UnitTest},
+    {"SigMFReader", &SigMFReader::UnitTest},
 };
 
 class UnitTestEntryPoints : public testing::TestWithParam<EntryPoint> {};

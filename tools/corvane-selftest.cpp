@@ -98,6 +98,7 @@ const Entry kRegistry[] = {
     {"MatFileWriter", &VELA::MatFileWriter::UnitTest},
     {"MatFileReader", &VELA::MatFileReader::UnitTest},
     {"VSAFileWriter", &VELA::VSAFileWriter::UnitTest},
+    {"SigMFReader", &VELA::SigMFReader::UnitTest},
 };
 
 // Entry points run only when named: long timing runs that the default run leaves out.
