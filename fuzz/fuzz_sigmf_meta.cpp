@@ -2,7 +2,9 @@
 // a whole number of samples of every datatype, and 40 bytes, which a cf64 recording cannot divide). The
 // constructor either refuses the recording with a VELAException or gives a reader whose values can all be
 // read and whose reads stay within the data.
-#include <fcntl.h>
+//
+// The reader needs the two names side by side, so a scratch directory holds links to in-memory files
+// (memfd): refilling a file on disk for every run would make the run wait for the disk.
 #include <unistd.h>
 
 #include <cstdint>
@@ -10,31 +12,26 @@
 #include <cstdlib>
 #include <string>
 
+#include "FuzzFile.h"
 #include "infra/SigMF.h"
 #include "math/VELAError.h"
 #include "math/Vector.h"
 
 namespace {
 
-// A scratch directory with the two data files, made once per process and removed when it ends.
+// The scratch directory of links, made once per process and removed when it ends.
 std::string g_dir;
+const char* const kLinks[] = {"/a.sigmf-meta", "/a.sigmf-data", "/b.sigmf-meta", "/b.sigmf-data"};
 
 void RemoveDir() {
-    for (const char* name : {"/a.sigmf-meta", "/a.sigmf-data", "/b.sigmf-meta", "/b.sigmf-data"})
+    for (const char* name : kLinks)
         unlink((g_dir + name).c_str());
     rmdir(g_dir.c_str());
 }
 
-void WriteFile(const std::string& path, const uint8_t* data, size_t size) {
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0) std::abort();
-    size_t done = 0;
-    while (done < size) {
-        const ssize_t w = write(fd, data + done, size - done);
-        if (w <= 0) std::abort();
-        done += static_cast<size_t>(w);
-    }
-    close(fd);
+fuzz::InputFile& File(int i) {
+    static fuzz::InputFile files[3];  // the metadata, data of 64 bytes, data of 40 bytes
+    return files[i];
 }
 
 void Exercise(const std::string& base) {
@@ -74,19 +71,22 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     char tmpl[] = "/tmp/corvane-fuzz-sigmf-XXXXXX";
     if (!mkdtemp(tmpl)) return 1;
     g_dir = tmpl;
+    std::atexit(RemoveDir);
     uint8_t data[64];
     for (int i = 0; i < 64; ++i)
         data[i] = static_cast<uint8_t>(i * 37 + 11);
-    WriteFile(g_dir + "/a.sigmf-data", data, 64);
-    WriteFile(g_dir + "/b.sigmf-data", data, 40);
-    std::atexit(RemoveDir);
+    const std::string meta = File(0).Fill(nullptr, 0);
+    const std::string a = File(1).Fill(data, 64);
+    const std::string b = File(2).Fill(data, 40);
+    const std::string targets[] = {meta, a, meta, b};
+    for (int i = 0; i < 4; ++i)
+        if (symlink(targets[i].c_str(), (g_dir + kLinks[i]).c_str()) != 0) return 1;
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    for (const char* base : {"/a", "/b"}) {
-        WriteFile(g_dir + base + ".sigmf-meta", data, size);
-        Exercise(g_dir + base);
-    }
+    File(0).Fill(data, size);
+    Exercise(g_dir + "/a");
+    Exercise(g_dir + "/b");
     return 0;
 }
