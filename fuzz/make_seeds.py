@@ -7,6 +7,7 @@ iqt_read: 15 bytes of request (read form, small flag, first frame, frame count, 
 capture file.
 vector_load: 9 bytes (load form, start, count), then a binary vector file.
 text_import: 2 bytes (import form, choice of index, columns and width), then text.
+sigmf_meta: a SigMF metadata file (JSON); the harness puts it beside fixed data files of 64 and 40 bytes.
 
 Files whose names begin with "crash-" are inputs that a fuzzing run reported; they are kept by hand, not
 written here, and this script leaves them alone.
@@ -132,6 +133,37 @@ def main():
         for op in range(10):
             for c in choices[name]:
                 write("text_import", "%s_%d_%02x" % (name, op, c), bytes([op, c]) + text)
+    # ---- SigMF metadata
+    import json
+    def meta(datatype="cf32_le", rate=1e6, captures=None, annotations=None, **extra):
+        g = {"core:datatype": datatype, "core:sample_rate": rate, "core:version": "1.0.0"}
+        g.update(extra)
+        m = {"global": g}
+        if captures is not None:
+            m["captures"] = captures
+        if annotations is not None:
+            m["annotations"] = annotations
+        return json.dumps(m, indent=1).encode("utf-8")
+    for dt in ("cf32_le", "cf32_be", "cf64_le", "cf64_be", "ci16_le", "ci16_be", "ci8", "cu8", "rf32_le",
+               "ci32_le"):
+        write("sigmf_meta", "type_" + dt, meta(dt, captures=[{"core:sample_start": 0, "core:frequency": 1e8}]))
+    write("sigmf_meta", "full", meta(
+        "ci16_le", 2.5e6,
+        captures=[{"core:sample_start": 0, "core:frequency": 915e6, "core:datetime": "2026-01-01T00:00:00Z"},
+                  {"core:sample_start": 8, "core:frequency": 916e6}],
+        annotations=[{"core:sample_start": 1, "core:sample_count": 4, "core:freq_lower_edge": 1e6,
+                      "core:freq_upper_edge": 2e6, "core:label": "a", "core:comment": "b"},
+                     {"core:sample_start": 3}],
+        **{"core:recorder": "corvane", "core:description": "seed", "core:num_channels": 1}))
+    write("sigmf_meta", "minimal", b'{"global":{"core:datatype":"cu8","core:sample_rate":1,"core:version":"1"}}')
+    write("sigmf_meta", "out_of_order", meta(captures=[{"core:sample_start": 5}, {"core:sample_start": 2}]))
+    write("sigmf_meta", "beyond", meta(annotations=[{"core:sample_start": 2, "core:sample_count": 100}]))
+    write("sigmf_meta", "wrong_types", b'{"global":{"core:datatype":5,"core:sample_rate":"x","core:version":1},'
+          b'"captures":{},"annotations":[null]}')
+    write("sigmf_meta", "negative_rate", meta(rate=-1))
+    write("sigmf_meta", "nested", b'{"global":{"x":[[[[[[{"a":[]}]]]]]]}}')
+    write("sigmf_meta", "truncated", meta()[:30])
+
 
 if __name__ == "__main__":
     main()

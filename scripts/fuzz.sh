@@ -18,7 +18,7 @@ mkdir -p "$build/artifacts"
 # within 64 MB of recent frees.
 export ASAN_OPTIONS="quarantine_size_mb=64:max_malloc_fill_size=0:detect_leaks=1:abort_on_error=0"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
-for h in iqt_header iqt_read vector_load text_import; do
+for h in iqt_header iqt_read vector_load text_import sigmf_meta; do
     work="$(mktemp -d)"
     echo "== fuzz_$h: ${seconds}s over fuzz/corpus/$h"
     status=0

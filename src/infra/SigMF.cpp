@@ -13,6 +13,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <type_traits>
 #include <nlohmann/json.hpp>
 
 #include "math/VELAError.h"
