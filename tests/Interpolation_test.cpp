@@ -350,3 +350,190 @@ TEST(KnotLocator, OrderChecks) {
     EXPECT_FALSE(internal::StrictlyAscendingNoNaN(c, 3));
     EXPECT_FALSE(internal::NonDecreasingNoNaN(d, 2));
 }
+
+namespace {
+
+// The plain definition: the largest k with v[k] <= q by a scan, -1 when there is none.
+template <class T>
+int PlainSearch(const std::vector<T>& v, T q) {
+    int k = -1;
+    for (int i = 0; i < static_cast<int>(v.size()); ++i)
+        if (v[static_cast<size_t>(i)] <= q) k = i;
+    return k;
+}
+
+// Queries that try a search: random ones over the knots and beyond, ascending and descending runs, every
+// knot and both its neighbours, the infinities and NaN.
+template <class T>
+std::vector<T> SearchQueries(const std::vector<T>& v, unsigned seed) {
+    const double lo = static_cast<double>(v.front()), hi = static_cast<double>(v.back());
+    const double pad = hi > lo ? 0.2 * (hi - lo) : 1.0;
+    std::vector<T> q;
+    for (double d : Uniform(3000, seed, lo - pad, hi + pad))
+        q.push_back(static_cast<T>(d));
+    std::vector<T> run(q.begin(), q.begin() + 500);
+    std::sort(run.begin(), run.end());
+    q.insert(q.end(), run.begin(), run.end());
+    q.insert(q.end(), run.rbegin(), run.rend());
+    for (T e : v) {
+        q.push_back(e);
+        q.push_back(std::nextafter(e, -std::numeric_limits<T>::infinity()));
+        q.push_back(std::nextafter(e, std::numeric_limits<T>::infinity()));
+    }
+    q.push_back(std::numeric_limits<T>::infinity());
+    q.push_back(-std::numeric_limits<T>::infinity());
+    q.push_back(std::numeric_limits<T>::quiet_NaN());
+    q.push_back(static_cast<T>(lo - 1e6));
+    q.push_back(static_cast<T>(hi + 1e6));
+    return q;
+}
+
+template <class T>
+void ExpectEveryFormEqualsThePlainSearch(const std::vector<T>& v, unsigned seed, int& widestProbes,
+                                         std::vector<int>& probesSeen) {
+    const int n = static_cast<int>(v.size());
+    const std::vector<T> q = SearchQueries(v, seed);
+    internal::KnotLocator<T> plain(v.data(), n);
+    internal::KnotLocator<T> indexed(v.data(), n);
+    std::vector<int32_t> storage;
+    indexed.Build(storage);
+    std::vector<int32_t> many(q.size(), -7);
+    if (indexed.Indexed()) {
+        indexed.FindMany(q.data(), static_cast<int>(q.size()), many.data());
+        probesSeen.push_back(indexed.Probes());
+        widestProbes = std::max(widestProbes, indexed.Probes());
+    }
+    // A locator that builds its table on its own after some searches, with the previous answer as a hint.
+    std::vector<int32_t> lazyStorage;
+    internal::KnotLocator<T> lazy(v.data(), n, &lazyStorage);
+    int hint = -1;
+    for (size_t i = 0; i < q.size(); ++i) {
+        const int want = PlainSearch(v, q[i]);
+        ASSERT_EQ(plain.Find(q[i]), want) << "n " << n << " q " << q[i];
+        ASSERT_EQ(indexed.Find(q[i]), want) << "n " << n << " q " << q[i];
+        if (indexed.Indexed()) {
+            ASSERT_EQ(many[i], want) << "n " << n << " q " << q[i];
+        }
+        hint = lazy.FindAfter(hint, q[i]);
+        ASSERT_EQ(hint, want) << "n " << n << " q " << q[i];
+    }
+}
+
+}  // namespace
+
+// The indexed search (one search at a time or many together) against a plain scan on knots of every
+// spread: even, random gaps, clustered, repeated (short runs and one long run of equal knots), two knots
+// and one knot, in double and in float.
+TEST(KnotLocator, IndexedSearchesEqualAPlainScan) {
+    std::vector<std::vector<double>> sets;
+    std::vector<double> even, clustered, repeated, longRun, twoClusters;
+    for (int i = 0; i < 400; ++i) {
+        even.push_back(i * 0.25 - 30);
+        clustered.push_back(std::exp(i * 0.05));
+        repeated.push_back(std::floor(i / 3.0));
+        longRun.push_back(i < 100 ? i : i < 300 ? 100.0 : i - 200.0);
+        twoClusters.push_back(i < 200 ? i * 1e-6 : 1000 + i * 1e-6);
+    }
+    sets = {even,       clustered,   repeated, longRun,   twoClusters, RandomCurve(900, 91).x,
+            {1.0, 2.0}, {-4.0, 4.0}, {3.0},    {2.0, 2.0}};
+    int widest = 0;
+    std::vector<int> probes;
+    unsigned seed = 92;
+    for (const std::vector<double>& v : sets) {
+        ASSERT_TRUE(internal::NonDecreasingNoNaN(v.data(), static_cast<int>(v.size())));
+        ExpectEveryFormEqualsThePlainSearch(v, seed++, widest, probes);
+        std::vector<float> f(v.begin(), v.end());
+        ExpectEveryFormEqualsThePlainSearch(f, seed++, widest, probes);
+    }
+    // The sets reach the counted windows and the bisected one.
+    EXPECT_NE(std::find(probes.begin(), probes.end(), 2), probes.end());
+    EXPECT_NE(std::find(probes.begin(), probes.end(), 4), probes.end());
+    EXPECT_GT(widest, 8);
+}
+
+// Random knots of many sizes, each with its own queries: the table's window must cover every bucket.
+TEST(KnotLocator, RandomKnotSetsOfManySizes) {
+    int widest = 0;
+    std::vector<int> probes;
+    for (int n : {2, 3, 4, 5, 8, 9, 17, 33, 100, 257, 1000}) {
+        for (unsigned seed = 0; seed < 4; ++seed) {
+            std::vector<double> v = Uniform(static_cast<size_t>(n), 500 + 10 * n + seed, -5, 5);
+            if (seed == 3)  // coarse values: many repeats
+                for (double& e : v)
+                    e = std::round(e);
+            std::sort(v.begin(), v.end());
+            ExpectEveryFormEqualsThePlainSearch(v, 700 + n + seed, widest, probes);
+        }
+    }
+}
+
+namespace {
+
+// Each query of `q` on its own (a one-element call searches by bisection and evaluates that query
+// alone), in the vector type Vec.
+template <class Vec, class T>
+std::vector<double> OneAtATime(Interpolation& method, const Vec& x, const Vec& y, const std::vector<T>& q) {
+    std::vector<double> out;
+    Vec one, r;
+    for (T v : q) {
+        one.Resize(1);
+        one[0] = v;
+        EXPECT_EQ(method.Interpolate(r, x, y, one), VELAErrorNone);
+        out.push_back(r.GetSize() == 1 ? static_cast<double>(r[0]) : -999.0);
+    }
+    return out;
+}
+
+template <class Vec, class T>
+void ExpectManyEqualOneAtATime(Interpolation& method, const std::vector<double>& xd,
+                               const std::vector<double>& yd, const std::vector<T>& q, const char* what) {
+    Vec x(static_cast<int>(xd.size())), y(static_cast<int>(yd.size())), qv(static_cast<int>(q.size()));
+    for (size_t i = 0; i < xd.size(); ++i) {
+        x[static_cast<int>(i)] = static_cast<T>(xd[i]);
+        y[static_cast<int>(i)] = static_cast<T>(yd[i]);
+    }
+    for (size_t i = 0; i < q.size(); ++i)
+        qv[static_cast<int>(i)] = q[i];
+    const std::vector<double> want = OneAtATime(method, x, y, q);
+    Vec r;
+    ASSERT_EQ(method.Interpolate(r, x, y, qv), VELAErrorNone);
+    ASSERT_EQ(r.GetSize(), static_cast<int>(q.size()));
+    for (size_t i = 0; i < q.size(); ++i) {
+        const double got = static_cast<double>(r[static_cast<int>(i)]);
+        if (std::isnan(want[i])) {
+            ASSERT_TRUE(std::isnan(got)) << what << " query " << q[i];
+        } else {
+            ASSERT_EQ(got, want[i]) << what << " query " << q[i];
+        }
+    }
+    // In place: the same values.
+    ASSERT_EQ(method.Interpolate(qv, x, y, qv), VELAErrorNone);
+    for (size_t i = 0; i < q.size(); ++i) {
+        const double got = static_cast<double>(qv[static_cast<int>(i)]);
+        if (!std::isnan(want[i])) {
+            ASSERT_EQ(got, want[i]) << what << " in place, query " << q[i];
+        }
+    }
+}
+
+}  // namespace
+
+// Many queries in any order (random, then ascending and descending runs, knots, the infinities, NaN)
+// are located in blocks through the bucket index once they stop forming runs; each must have the value
+// it has when asked alone, bit for bit, for every method in both widths.
+TEST(Interpolation, QueriesInAnyOrderHaveTheirOwnValues) {
+    RandomCurve c(700, 95);
+    std::vector<double> x = RoundToFloat(c.x), y = RoundToFloat(c.y);
+    std::vector<double> q = SearchQueries(x, 96);
+    std::vector<float> qf(q.begin(), q.end());
+    Interpolation linear;
+    Spline spline;
+    CubicHermiteInterpolation pchip;
+    NearestInterpolation nearest;
+    Interpolation* methods[] = {&linear, &spline, &pchip, &nearest};
+    const char* names[] = {"linear", "spline", "pchip", "nearest"};
+    for (int m = 0; m < 4; ++m) {
+        ExpectManyEqualOneAtATime<VecReal64>(*methods[m], x, y, q, names[m]);
+        ExpectManyEqualOneAtATime<VecReal32>(*methods[m], x, y, qf, names[m]);
+    }
+}

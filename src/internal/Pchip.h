@@ -217,21 +217,39 @@ void PchipDirect(int n, const T* x, const T* f, const double* d, int ne, const T
         }
     }
     const kern::InterpKernelTable& ik = kern::IK();
-    int k = -1;
-    for (int i = 0; i < ne;) {
-        const T q = xe[i];
-        k = locator.FindAfter(k, q);
-        k = k < 0 ? 0 : k > n - 2 ? n - 2 : k;  // NaN: any interval gives NaN
-        double c[5] = {static_cast<double>(x[k]), static_cast<double>(f[k]), d[k], 0, 0};
+    // The cubic of interval k, as chfev has it.
+    auto cubic = [&](int k, double* c) {
+        c[0] = static_cast<double>(x[k]);
+        c[1] = static_cast<double>(f[k]);
+        c[2] = d[k];
         if (table) {
             c[3] = table[2 * static_cast<size_t>(k)];
             c[4] = table[2 * static_cast<size_t>(k) + 1];
         } else {
             make(k, c[3], c[4]);
         }
+    };
+    OrderSense sense;
+    int k = -1;
+    for (int i = 0; i < ne;) {
+        if (sense.Scattered() && locator.EnsureIndex()) {
+            i = sense.Block(locator, xe, fe, i, ne, k, [&](T q, int j) {
+                double c[5];
+                cubic(j < 0 ? 0 : j > n - 2 ? n - 2 : j, c);
+                return kern::scalar::Hermite(q, c);
+            });
+            continue;
+        }
+        const T q = xe[i];
+        k = locator.FindAfter(k, q);
+        k = k < 0 ? 0 : k > n - 2 ? n - 2 : k;  // NaN: any interval gives NaN
+        double c[5];
+        cubic(k, c);
         const T lower = k == 0 ? -INFINITY : x[k];
         const T upper = k == n - 2 ? INFINITY : x[k + 1];
-        i = HermiteRun(ik, xe, fe, i, ne, lower, upper, c);
+        const int next = HermiteRun(ik, xe, fe, i, ne, lower, upper, c);
+        sense.Ran(i, next);
+        i = next;
     }
 }
 

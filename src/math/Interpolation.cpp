@@ -54,8 +54,18 @@ VELAErrorCodeTag Linear(Vec& result, const Vec& xv, const Vec& yv, const Vec& qu
         // and shared by the run of queries that follow within it.
         KnotLocator<T> locator(x, n, KnotTableWorthIt(n, ne) ? &index : nullptr);
         const kern::InterpKernelTable& ik = kern::IK();
+        internal::OrderSense sense;
         int k = -1;
         for (int i = 0; i < ne;) {
+            if (sense.Scattered() && locator.EnsureIndex()) {
+                // The same segments as below: k = n - 1 takes the last slope from x[n-1], and -1
+                // (below the knots, or NaN) the first segment.
+                i = sense.Block(locator, q, out, i, ne, k, [=](T v, int j) {
+                    const int lo = j < 0 ? 0 : j;
+                    return kern::scalar::Linear(v, x[lo], s[j < n - 1 ? lo : n - 2], y[lo]);
+                });
+                continue;
+            }
             const T v = q[i];
             T xk, sk, yk, lower, upper;
             if (v >= last) {
@@ -73,7 +83,9 @@ VELAErrorCodeTag Linear(Vec& result, const Vec& xv, const Vec& yv, const Vec& qu
                 lower = k == 0 ? -INFINITY : x[k];
                 upper = x[k + 1];
             }
-            i = internal::LinearRun(ik, q, out, i, ne, lower, upper, xk, sk, yk);
+            const int next = internal::LinearRun(ik, q, out, i, ne, lower, upper, xk, sk, yk);
+            sense.Ran(i, next);
+            i = next;
         }
         return VELAErrorNone;
     }

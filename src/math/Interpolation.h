@@ -181,6 +181,10 @@ class VELA_API Spline : public Interpolation {
     void SplintRuns(int n, const T* x, const T* y, const T* y2, int ne, const T* queries, T* out);
     template <class T, class Vec>
     VELAErrorCodeTag InterpolateVector(Vec& result, const Vec& x, const Vec& y, const Vec& queries);
+    template <class T>
+    std::vector<T>& SecondDerivativeRow();
+    template <class T>
+    std::vector<T>& SetupRow();
 
     double naturalThreshold = 1e30;
     double firstDerivativeStart = 1e31;
@@ -189,6 +193,10 @@ class VELA_API Spline : public Interpolation {
     VecReal64 splineResult64;
     VecReal32 splineQuery32;
     VecReal32 splineResult32;
+    // The second derivatives of the vector forms and the set-up's scratch row, kept so that repeated
+    // calls neither allocate nor touch fresh pages.
+    std::vector<double> secondDerivatives64, setupRow64;
+    std::vector<float> secondDerivatives32, setupRow32;
     int32_t bracketLow = 0;
     int32_t bracketHigh = 0;
 };

@@ -1,5 +1,7 @@
 // Spline: the tridiagonal set-up of the second derivatives and the bracketed evaluation.
 #include <cmath>
+#include <new>
+#include <vector>
 
 #include "Interpolation.h"
 #include "internal/KnotSearch.h"
@@ -43,15 +45,15 @@ void SolveSecondDerivatives(int n, const T* x, const T* y, T* y2, T* u, double t
         y2[k] = y2[k] * y2[k + 1] + u[k];
 }
 
+// Grows `row` to at least n elements; false when memory is exhausted.
 template <class T>
-T* AllocRow(int n);
-template <>
-float* AllocRow<float>(int n) {
-    return VELAAllocReal32(n);
-}
-template <>
-double* AllocRow<double>(int n) {
-    return VELAAllocReal64(n);
+bool Grow(std::vector<T>& row, int n) {
+    try {
+        if (row.size() < static_cast<size_t>(n)) row.resize(static_cast<size_t>(n));
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
 }
 
 // The cubic of the bracket [lo, hi] at q; a bracket of zero width gives y[hi].
@@ -128,15 +130,28 @@ template <class T>
 void Spline::SplintRuns(int n, const T* x, const T* y, const T* y2, int ne, const T* q, T* out) {
     internal::KnotLocator<T> locator(x, n, KnotTableWorthIt(n, ne) ? &knotIndex : nullptr);
     const kern::InterpKernelTable& ik = kern::IK();
+    // The interval of a query from the locator's answer j.
+    auto interval = [n](T v, int j) { return v != v ? n - 2 : j < 0 ? 0 : j > n - 2 ? n - 2 : j; };
+    internal::OrderSense sense;
     int k = 0;
     for (int i = 0; i < ne;) {
+        if (sense.Scattered() && locator.EnsureIndex()) {
+            int last = 0;
+            i = sense.Block(locator, q, out, i, ne, last, [=, &k](T v, int j) {
+                k = interval(v, j);
+                const T seg[6] = {x[k], x[k + 1], y[k], y[k + 1], y2[k], y2[k + 1]};
+                return kern::scalar::Spline(v, seg);
+            });
+            continue;
+        }
         const T v = q[i];
-        k = v != v ? n - 2 : locator.FindAfter(k, v);
-        k = k < 0 ? 0 : k > n - 2 ? n - 2 : k;
+        k = interval(v, v != v ? n - 2 : locator.FindAfter(k, v));
         const T seg[6] = {x[k], x[k + 1], y[k], y[k + 1], y2[k], y2[k + 1]};
         const T lower = k == 0 ? -INFINITY : x[k];
         const T upper = k == n - 2 ? INFINITY : x[k + 1];
-        i = internal::SplineRun(ik, q, out, i, ne, lower, upper, seg);
+        const int next = internal::SplineRun(ik, q, out, i, ne, lower, upper, seg);
+        sense.Ran(i, next);
+        i = next;
     }
     if (ne > 0) {
         bracketLow = k;
@@ -161,12 +176,15 @@ VELAErrorCodeTag Spline::InterpolateVector(Vec& result, const Vec& x, const Vec&
     const int n = x.GetSize();
     if (n != y.GetSize()) return VELAErrorSizeMismatch;
     if (n < 2) return VELAErrorInvalidInputParameter;
-    T* y2 = AllocRow<T>(n);
-    if (!y2) return VELAErrorSizeMismatch;
-    if (!SplineInit(n, x.Data(), y.Data(), y2)) {
-        VELADelete(y2);
-        return VELAErrorMemoryAlloc;
-    }
+    // The object's rows, grown when needed, with the codes of the set-up's own allocations.
+    std::vector<T>& y2Row = SecondDerivativeRow<T>();
+    std::vector<T>& uRow = SetupRow<T>();
+    if (!Grow(y2Row, n)) return VELAErrorSizeMismatch;
+    if (!Grow(uRow, n)) return VELAErrorMemoryAlloc;
+    T* y2 = y2Row.data();
+    SolveSecondDerivatives(n, x.Data(), y.Data(), y2, uRow.data(), naturalThreshold, firstDerivativeStart,
+                           firstDerivativeEnd);
+    bracketLow = bracketHigh = 0;
     const T* xs = x.Data();
     const T* ys = y.Data();
     const T* q = queries.Data();
@@ -177,8 +195,24 @@ VELAErrorCodeTag Spline::InterpolateVector(Vec& result, const Vec& x, const Vec&
         for (int i = 0; i < ne; ++i)
             out[i] = SplintAt<T>(n, xs, ys, y2, q[i]);
     }
-    VELADelete(y2);
     return VELAErrorNone;
+}
+
+template <>
+std::vector<double>& Spline::SecondDerivativeRow<double>() {
+    return secondDerivatives64;
+}
+template <>
+std::vector<float>& Spline::SecondDerivativeRow<float>() {
+    return secondDerivatives32;
+}
+template <>
+std::vector<double>& Spline::SetupRow<double>() {
+    return setupRow64;
+}
+template <>
+std::vector<float>& Spline::SetupRow<float>() {
+    return setupRow32;
 }
 
 VELAErrorCodeTag Spline::Interpolate(VecReal64& result, const VecReal64& x, const VecReal64& y,
