@@ -410,7 +410,7 @@ TEST_F(CorvaneAnalyze, HelpListsExitCodesAndExamples) {
 
 TEST_F(CorvaneAnalyze, BlockQuasiPeakRunsWithTheCisprWindowAndSaysWhenUnsettled) {
     const RunResult r = RunTool({Rec("rec-ci16.sigmf-meta"), "--center", "100M", "--span", "2M", "--points",
-                                 "201", "--rbw", "120k", "--detector", "qp", "-o", "qp.csv"});
+                                 "201", "--rbw", "120k", "--detector", "qp-block", "-o", "qp.csv"});
     ASSERT_EQ(r.code, 0) << r.err;
     // 0.21 s of recording against the 2.2 s the meter needs: a one-line note, then the result.
     EXPECT_NE(r.err.find("has not settled"), std::string::npos) << r.err;
@@ -425,6 +425,53 @@ TEST_F(CorvaneAnalyze, BlockQuasiPeakRunsWithTheCisprWindowAndSaysWhenUnsettled)
     const size_t k = Nearest(p.freq, center_ - 0.5e6);
     EXPECT_NEAR(p.columns[0][k], -15.0, 0.5);
     EXPECT_LT(t.columns[0][k], p.columns[0][k]);
+}
+
+// The receiver path on a band B recording long enough for its meter (1.2 s against 0.8 s): a steady
+// tone reads its amplitude on the quasi-peak, as it does on the peak detector of the block path, and a
+// measuring frequency five bandwidths away sees nothing of it.
+TEST_F(CorvaneAnalyze, ReceiverQuasiPeakOfASteadyToneIsItsLevel) {
+    const double rate = 400e3, centre = 1e6, offset = 50e3, amplitude = 0.05;
+    const int n = static_cast<int>(1.2 * rate);
+    {
+        std::vector<float> iq(2 * static_cast<size_t>(n));
+        for (int k = 0; k < n; ++k) {
+            const double ph = 2.0 * M_PI * offset * k / rate;
+            iq[2 * static_cast<size_t>(k)] = static_cast<float>(amplitude * std::cos(ph));
+            iq[2 * static_cast<size_t>(k) + 1] = static_cast<float>(amplitude * std::sin(ph));
+        }
+        std::ofstream("tone.cf32", std::ios::binary)
+            .write(reinterpret_cast<const char*>(iq.data()),
+                   static_cast<std::streamsize>(iq.size() * sizeof(float)));
+    }
+    const std::vector<std::string> common{"tone.cf32", "--rate", "400k", "--center", "1M", "--start",
+                                          "0.9M",      "--stop", "1.1M", "--points", "41"};
+    std::vector<std::string> qp = common;
+    qp.insert(qp.end(), {"--detector", "qp", "-o", "qp.csv"});
+    const RunResult r = RunTool(qp);
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(r.err.find("has not settled"), std::string::npos) << r.err;
+    const CsvTrace t = ReadCsv(ReadAll("qp.csv"));
+    ASSERT_EQ(t.freq.size(), 41u);
+    const double level = 20.0 * std::log10(amplitude);
+    const size_t k = Nearest(t.freq, centre + offset);
+    EXPECT_NEAR(t.columns[0][k], level, 0.1);
+    EXPECT_LT(t.columns[0][Nearest(t.freq, centre)], level - 40.0);
+
+    std::vector<std::string> peak = common;
+    peak.insert(peak.end(), {"--detector", "peak", "--rbw", "9k", "-o", "pk.csv"});
+    const RunResult rp = RunTool(peak);
+    ASSERT_EQ(rp.code, 0) << rp.err;
+    const CsvTrace p = ReadCsv(ReadAll("pk.csv"));
+    EXPECT_NEAR(p.columns[0][Nearest(p.freq, centre + offset)], t.columns[0][k], 0.2);
+
+    // Half the recording: the meter has not settled, the note says so, and the reading lies below.
+    std::vector<std::string> shortRun = common;
+    shortRun.insert(shortRun.end(), {"--detector", "qp", "--blocks", "2", "-o", "short.csv"});
+    const RunResult rs = RunTool(shortRun);
+    ASSERT_EQ(rs.code, 0) << rs.err;
+    EXPECT_NE(rs.err.find("has not settled"), std::string::npos) << rs.err;
+    EXPECT_LT(ReadCsv(ReadAll("short.csv")).columns[0][k], level - 0.1);
 }
 
 // Every failure: its exit code, exactly one line on standard error, nothing on standard output, and no
@@ -462,7 +509,15 @@ TEST_F(CorvaneAnalyze, BadArgumentsExitWithCode2AndOneLine) {
         {"outside the band", {meta, "--start", "90M", "--stop", "101M", "-o", "x.csv"}},
         {"tuner span above the rate", {meta, "--tuner-span", "20M", "-o", "x.csv"}},
         {"rbw too narrow for the recording", {meta, "--rbw", "1", "-o", "x.csv"}},
-        {"qp with another window", {meta, "--detector", "qp", "--window", "hann", "-o", "x.csv"}},
+        {"qp with a window", {meta, "--detector", "qp", "--window", "hann", "-o", "x.csv"}},
+        {"qp-block with another window", {meta, "--detector", "qp-block", "--window", "hann", "-o", "x.csv"}},
+        {"qp with another band's bandwidth", {meta, "--detector", "qp", "--rbw", "9k", "-o", "x.csv"}},
+        {"qp with a tuner span", {meta, "--detector", "qp", "--tuner-span", "2.5M", "-o", "x.csv"}},
+        {"qp with a video bandwidth", {meta, "--detector", "qp", "--vbw", "1k", "-o", "x.csv"}},
+        {"band without qp", {meta, "--band", "B", "-o", "x.csv"}},
+        {"unknown band", {meta, "--detector", "qp", "--band", "E", "-o", "x.csv"}},
+        {"qp filter outside the band",
+         {meta, "--detector", "qp", "--start", "95.01M", "--stop", "96M", "-o", "x.csv"}},
         {"rate with SigMF", {meta, "--rate", "1M", "-o", "x.csv"}},
         {"rate with iqt", {Rec("rec.iqt"), "--rate", "1M", "-o", "x.csv"}},
         {"raw without rate", {Rec("rec.cf32"), "-o", "x.csv"}},

@@ -6,14 +6,16 @@
 // Every tuning reads only the blocks it needs (pread of one block at a time), so the peak memory
 // depends on the resolution bandwidth and the plan, never on the length of the recording.
 //
-// Two measurement paths exist, chosen by the detector (see kDetectors):
+// Three measurement paths exist, chosen by the detector (see kDetectors):
 // - the block average path: every tuning runs over consecutive blocks of the whole recording (or of
 //   --blocks of them); the blocks are reduced bin by bin over time (mean power, maximum, minimum or
 //   the first block), then the trace detector groups bins into points (Apply2);
-// - the block-based quasi-peak path (qp, cispr-avg, cispr-peak): acquisitions spaced by the
-//   CISPR detector's acquisition time go through its quasi-peak, average or peak state (Apply3). This
-//   is the library's block quasi-peak, not a meter that runs on the sample stream: a conformant
-//   path would be a third entry of MeasurementPath with its own function beside MeasureBlockQuasiPeak.
+// - the block-based quasi-peak path (qp-block, cispr-avg, cispr-peak): acquisitions spaced by the
+//   CISPR detector's acquisition time go through its quasi-peak, average or peak state (Apply3): the
+//   library's block quasi-peak, a pre-compliance reading;
+// - the receiver path (qp): the whole recording streams through EMIReceiver, the CISPR measuring
+//   receiver on the sample stream (Gaussian IF filter of the band's 6 dB bandwidth, envelope,
+//   quasi-peak detector and critically damped meter), every trace point a measuring frequency.
 //
 // Outputs are written to a temporary name beside the target and renamed into place when complete,
 // so a failure never leaves a half-written file.
@@ -205,6 +207,7 @@ bool IsFile(const std::string& path) {
 enum class MeasurementPath {
     BlockAverage,    // blocks reduced over time, then trace detection (Apply1, Apply2)
     BlockQuasiPeak,  // acquisitions through CISPRDetector's block quasi-peak/average/peak (Apply3)
+    Receiver,        // the sample stream through EMIReceiver's quasi-peak chain
 };
 
 // How the blocks of one tuning are reduced, bin by bin, before the trace detector runs.
@@ -228,7 +231,9 @@ const DetectorChoice kDetectors[] = {
     {"rms", DetectorRms, MeasurementPath::BlockAverage, TimeReduction::MeanPower, "root mean square"},
     {"sample", DetectorSample, MeasurementPath::BlockAverage, TimeReduction::FirstBlock,
      "first bin of each point, first block only"},
-    {"qp", DetectorCISPRQuasiPeak, MeasurementPath::BlockQuasiPeak, TimeReduction::Detector,
+    {"qp", DetectorCISPRQuasiPeak, MeasurementPath::Receiver, TimeReduction::Detector,
+     "CISPR quasi-peak of a measuring receiver on the sample stream"},
+    {"qp-block", DetectorCISPRQuasiPeak, MeasurementPath::BlockQuasiPeak, TimeReduction::Detector,
      "block-based CISPR quasi-peak (CISPR window)"},
     {"cispr-avg", DetectorCISPRAverage, MeasurementPath::BlockQuasiPeak, TimeReduction::Detector,
      "CISPR average over acquisitions"},
@@ -261,6 +266,8 @@ struct Options {
     const DetectorChoice* detector = &kDetectors[1];
     PowerUnit unit = PowerUnitDB;
     int64_t maxBlocks = 0;  // 0: all the recording holds
+    bool haveBand = false;  // qp: the CISPR band, else the band of the span's centre
+    EMIBand band = EMIBand::B;
     std::string csv, mat, png;
     bool quiet = false, verbose = false, help = false;
 };
@@ -289,13 +296,18 @@ void PrintHelp() {
         "  --vbw HZ              video bandwidth (0: none, the default)\n"
         "  --points N            trace points (default 1001)\n"
         "  --window NAME         uniform, blackman-harris, flattop (default), hann, gauss, cispr, kaiser\n"
-        "  --detector NAME       mean, peak (default), min, max-min, rms, sample, qp, cispr-avg,\n"
-        "                        cispr-peak; qp, cispr-avg and cispr-peak use the cispr window\n"
+        "  --detector NAME       mean, peak (default), min, max-min, rms, sample, qp, qp-block,\n"
+        "                        cispr-avg, cispr-peak. qp is a CISPR measuring receiver on the\n"
+        "                        sample stream (its band's IF bandwidth, quasi-peak detector and meter,\n"
+        "                        the whole recording); qp-block, cispr-avg and cispr-peak are the\n"
+        "                        block-based CISPR detectors and use the cispr window\n"
+        "  --band A|B|CD         qp: the CISPR band (default: the band of the span's centre; A 9-150 kHz\n"
+        "                        B6 200 Hz, B 0.15-30 MHz 9 kHz, C/D 30-1000 MHz 120 kHz)\n"
         "  --unit dB|linear      level unit (default dB: 0 dB is a tone of amplitude 1.0)\n"
         "  --tuner-span HZ       span of one tuning (default: the recording's rate, one tuning); a smaller\n"
         "                        span steps a decimating tuner across the band\n"
         "  --blocks N            at most N blocks (acquisitions) per tuning (default: all the recording\n"
-        "                        holds)\n"
+        "                        holds); qp: at most N blocks of 65536 samples\n"
         "\n"
         "Output (without any, the CSV goes to standard output):\n"
         "  -o, --csv FILE        CSV: frequency_Hz,level (max-min: frequency_Hz,max,min)\n"
@@ -394,6 +406,17 @@ Options ParseArguments(int argc, char** argv) {
             o.points = static_cast<int>(ParseCount(a, value(), 2, 10000000));
         } else if (a == "--blocks") {
             o.maxBlocks = ParseCount(a, value(), 1, INT64_MAX);
+        } else if (a == "--band") {
+            const std::string v = value();
+            if (v == "A" || v == "a")
+                o.band = EMIBand::A;
+            else if (v == "B" || v == "b")
+                o.band = EMIBand::B;
+            else if (v == "CD" || v == "cd" || v == "C/D" || v == "C" || v == "D")
+                o.band = EMIBand::CD;
+            else
+                Fail(kExitUsage, "--band: unknown CISPR band \"" + v + "\" (A, B or CD)");
+            o.haveBand = true;
         } else if (a == "--window") {
             const std::string v = value();
             const WindowChoice* found = nullptr;
@@ -412,7 +435,8 @@ Options ParseArguments(int argc, char** argv) {
                 if (v == d.name) found = &d;
             if (!found)
                 Fail(kExitUsage, "--detector: unknown detector \"" + v +
-                                     "\" (mean, peak, min, max-min, rms, sample, qp, cispr-avg, cispr-peak)");
+                                     "\" (mean, peak, min, max-min, rms, sample, qp, qp-block, cispr-avg, "
+                                     "cispr-peak)");
             o.detector = found;
         } else if (a == "--unit") {
             const std::string v = value();
@@ -446,6 +470,16 @@ Options ParseArguments(int argc, char** argv) {
         Fail(kExitUsage, "give either --start/--stop or --center/--span, not both");
     if (o.haveStart && !(o.stop > o.start)) Fail(kExitUsage, "--stop must lie above --start");
     if (o.haveSpan && !(o.span > 0.0)) Fail(kExitUsage, "--span: must be positive");
+    if (o.haveBand && o.detector->path != MeasurementPath::Receiver)
+        Fail(kExitUsage, "--band applies to --detector qp only");
+    if (o.detector->path == MeasurementPath::Receiver) {
+        if (o.haveWindow)
+            Fail(kExitUsage, "--detector qp filters with its band's IF filter; --window does not apply");
+        if (o.vbw > 0.0) Fail(kExitUsage, "--detector qp has its own meter; --vbw does not apply");
+        if (o.tunerSpan > 0.0)
+            Fail(kExitUsage, "--detector qp reads the recording as it is; --tuner-span does not apply");
+        o.windowName = "Gaussian IF";
+    }
     if (o.detector->path == MeasurementPath::BlockQuasiPeak) {
         if (o.haveWindow && o.window != WindowTypeCISPR6dB)
             Fail(kExitUsage, std::string("--detector ") + o.detector->name + " needs --window cispr");
@@ -803,6 +837,71 @@ void MeasureBlockQuasiPeak(Trace& t, const Options& o, Recording& rec, double st
     }
 }
 
+// The receiver path: every trace point is a measuring frequency of one EMIReceiver, and the recording
+// streams through it in blocks, so the readings are those of a receiver that dwelt on every frequency
+// for the whole recording. The reading is the r.m.s. of the equivalent sine; the trace gives it as the
+// other paths give a tone (dB of the amplitude, or the amplitude squared), so a steady tone reads the
+// same here as on the peak detector.
+void MeasureReceiver(Trace& t, const Options& o, Recording& rec, double start, double stop) {
+    const EMIBand band = o.haveBand ? o.band : EMIReceiver::BandOf(0.5 * (start + stop));
+    const EMIBandParameters bp = EMIReceiver::GetBandParameters(band);
+    const char* bandName = band == EMIBand::A ? "A" : band == EMIBand::B ? "B" : "C/D";
+    if (o.rbw != 0.0 && std::fabs(o.rbw - bp.bandwidth6dB) > 0.01 * bp.bandwidth6dB)
+        Fail(kExitUsage, std::string("--detector qp measures with band ") + bandName +
+                             "'s 6 dB bandwidth of " +
+                             std::to_string(static_cast<long long>(bp.bandwidth6dB)) +
+                             " Hz; --rbw does not apply (or use --band)");
+    VecReal64 freqs(o.points);
+    for (int k = 0; k < o.points; ++k)
+        freqs[k] = start + (stop - start) * k / (o.points - 1);
+    EMIReceiver rx;
+    try {
+        rx.SetParameters(band, rec.rate, rec.center, freqs);
+    } catch (const VELAException&) {
+        Fail(kExitUsage, std::string("--detector qp: band ") + bandName + "'s IF filter (" +
+                             std::to_string(static_cast<long long>(bp.bandwidth6dB)) +
+                             " Hz) at every measuring frequency must fit inside the recording's band "
+                             "(|offset| + 1.3 x bandwidth <= rate / 2)");
+    }
+    constexpr int64_t kBlock = 65536;
+    int64_t blocks = (rec.count + kBlock - 1) / kBlock;
+    if (o.maxBlocks > 0) blocks = std::min(blocks, o.maxBlocks);
+    t.actualRBW = bp.bandwidth6dB;
+    t.tunings = 1;
+    t.blocksPerTuning = blocks;
+    if (o.verbose)
+        std::fprintf(stderr,
+                     "receiver: band %s, B6 %.6g Hz, envelope at %.6g Hz, %lld blocks of %lld samples\n",
+                     bandName, bp.bandwidth6dB, rx.GetEnvelopeRate(), static_cast<long long>(blocks),
+                     static_cast<long long>(kBlock));
+    {
+        Progress progress(!o.quiet, blocks);
+        VecCplx32 block;
+        for (int64_t b = 0; b < blocks; ++b) {
+            const int64_t first = b * kBlock;
+            rec.Read(first, static_cast<int>(std::min(kBlock, rec.count - first)), block);
+            rx.Process(block);
+            progress.Step();
+        }
+    }
+    // A steady signal needs the meter's settling time; pulse trains need more (see EMIReceiver.h).
+    const double needed = EMIReceiver::GetSettlingTime(band);
+    if (!o.quiet && rx.GetElapsedTime() < needed)
+        std::fprintf(stderr,
+                     "corvane-analyze: note: %.3g s of recording against the %.3g s the band %s meter needs "
+                     "to settle; the qp reading has not settled\n",
+                     rx.GetElapsedTime(), needed, bandName);
+    VecReal64 readings;
+    rx.GetReadings(readings, EMIDetector::QuasiPeak);
+    t.level.resize(static_cast<size_t>(o.points));
+    for (int k = 0; k < o.points; ++k) {
+        const double amplitude = std::sqrt(2.0) * readings[k];
+        t.level[static_cast<size_t>(k)] =
+            o.unit == PowerUnitDB ? static_cast<float>(20.0 * std::log10(std::max(amplitude, 1e-20)))
+                                  : static_cast<float>(amplitude * amplitude);
+    }
+}
+
 Trace Measure(const Options& o, Recording& rec) {
     const double lo = rec.center - 0.5 * rec.rate, hi = rec.center + 0.5 * rec.rate;
     double start, stop;
@@ -835,6 +934,9 @@ Trace Measure(const Options& o, Recording& rec) {
             break;
         case MeasurementPath::BlockQuasiPeak:
             MeasureBlockQuasiPeak(t, o, rec, start, stop, rbw);
+            break;
+        case MeasurementPath::Receiver:
+            MeasureReceiver(t, o, rec, start, stop);
             break;
     }
     if (static_cast<int>(t.level.size()) != o.points)
