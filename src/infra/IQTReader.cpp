@@ -459,21 +459,32 @@ bool IQTReader::GetRawIQAPData(int firstFrame, int frameCount, FrameHeader* head
     return true;
 }
 
-bool IQTReader::GetFlatness(FrameHeader* header, VecReal32& amplitude, VecReal32& phase) const {
+namespace {
+
+// The correction record after the last valid frame: word 0 and word 1 of each point, each times its own
+// factor (its sign included), rounded to float.
+void ReadCorrection(const std::string& fileName, long long offset, int n, FrameHeader* header,
+                    double ampFactor, double phaseFactor, VecReal32& amplitude, VecReal32& phase) {
     FrameHeader own;
     if (!header) header = &own;
     unsigned char words[kDataBytes] = {};
     {
-        RecordReader file(fileName, FrameOffset(validFrames));
+        RecordReader file(fileName, offset);
         file.Next(header, words);
     }
-    const int n = fftPoints;
     amplitude.Resize(n);
     phase.Resize(n);
     for (int i = 0; i < n; ++i) {
-        amplitude[i] = static_cast<float>(Word(words, 4 * i) * kCorrectionUnit);
-        phase[i] = static_cast<float>(-Word(words, 4 * i + 2) * kCorrectionUnit);
+        amplitude[i] = static_cast<float>(Word(words, 4 * i) * ampFactor);
+        phase[i] = static_cast<float>(Word(words, 4 * i + 2) * phaseFactor);
     }
+}
+
+}  // namespace
+
+bool IQTReader::GetFlatness(FrameHeader* header, VecReal32& amplitude, VecReal32& phase) const {
+    ReadCorrection(fileName, FrameOffset(validFrames), fftPoints, header, kCorrectionUnit, -kCorrectionUnit,
+                   amplitude, phase);
     return true;
 }
 
@@ -491,20 +502,7 @@ bool IQTReader::GetFlatness(VecReal32& amplitude, VecReal32& phase) const {
 }
 
 bool IQTReader::GetRawFlatness(FrameHeader* header, VecReal32& amplitude, VecReal32& phase) const {
-    FrameHeader own;
-    if (!header) header = &own;
-    unsigned char words[kDataBytes] = {};
-    {
-        RecordReader file(fileName, FrameOffset(validFrames));
-        file.Next(header, words);
-    }
-    const int n = fftPoints;
-    amplitude.Resize(n);
-    phase.Resize(n);
-    for (int i = 0; i < n; ++i) {
-        amplitude[i] = static_cast<float>(Word(words, 4 * i));
-        phase[i] = static_cast<float>(Word(words, 4 * i + 2));
-    }
+    ReadCorrection(fileName, FrameOffset(validFrames), fftPoints, header, 1.0, 1.0, amplitude, phase);
     return true;
 }
 
