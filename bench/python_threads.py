@@ -2,7 +2,8 @@
 """Two series of calls on two objects: one after the other in one thread, and one series per thread.
 
 The work (--work): "sweep" (default), a stepped sweep of 21 tunings (200 MHz span, 20001 points);
-"spectrum", 100 calls of a 4096-point Spectrum (short calls, so the GIL hand-over per call weighs more);
+"spectrum", 100 calls of a 4096-point Spectrum (short calls, which keep the GIL: a hand-over per call would
+cost as much as the spectrum); "spectrum-batch", the same 100 blocks as one (100, 4096) batch in one call;
 "downconvert", DigitalIQDownconverter.apply on 2^18 real samples (M = 16, 321 taps).
 
 The calls release the GIL, so on two free cores the two-thread run should take about half the wall time.
@@ -49,6 +50,13 @@ def setup_spectrum(seed):
     return work
 
 
+def setup_spectrum_batch(seed):
+    sp = corvane.Spectrum(size=4096)
+    rng = np.random.default_rng(seed)
+    x = (rng.standard_normal((100, 4096)) + 1j * rng.standard_normal((100, 4096))).astype(np.complex64)
+    return lambda: sp.apply(x)
+
+
 def setup_downconvert(seed):
     d = corvane.DigitalIQDownconverter()
     d.set_parameters(center_freq_hz=20e6, samp_freq_hz=100e6, span_hz=5e6)
@@ -57,7 +65,8 @@ def setup_downconvert(seed):
     return lambda: d.apply(x)
 
 
-SETUPS = {"sweep": setup_sweep, "spectrum": setup_spectrum, "downconvert": setup_downconvert}
+SETUPS = {"sweep": setup_sweep, "spectrum": setup_spectrum, "spectrum-batch": setup_spectrum_batch,
+          "downconvert": setup_downconvert}
 
 
 def usage():

@@ -153,9 +153,11 @@ template <class Vec>
 class Borrowed : public Vec {
   public:
     using Elem = std::remove_reference_t<decltype(*std::declval<Vec&>().Data())>;
-    explicit Borrowed(const py::array& a) {
-        this->data = const_cast<Elem*>(static_cast<const Elem*>(a.data()));
-        this->size = static_cast<int>(a.shape(0));
+    explicit Borrowed(const py::array& a) : Borrowed(a.data(), static_cast<int>(a.shape(0))) {}
+    // n elements from p: one row of a checked two-dimensional array.
+    Borrowed(const void* p, int n) {
+        this->data = const_cast<Elem*>(static_cast<const Elem*>(p));
+        this->size = n;
         this->base = nullptr;
         this->capacity = 0;
     }

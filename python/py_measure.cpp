@@ -9,6 +9,7 @@
 #include <corvane/math/VELAError.h>
 
 #include <atomic>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -25,25 +26,78 @@ struct PySpectrum {
     VELA::Spectrum s;
     VELA::VecReal32 out;
 
+    // One block (shape (N,)) or a batch of blocks (shape (B, N), one block per row). A batch is the way to
+    // run many short spectra from several Python threads: the GIL is given away once per batch instead
+    // of once per block, and on a 4096-point block the hand-over to a waiting thread costs about as much
+    // as the spectrum itself. A lone block below kKeepGilBelow points keeps the GIL for that reason.
     py::array Apply(const py::handle& obj) {
         ObjectLock lock(mu);
         py::array x = AsArray(obj, "x");
+        if (x.ndim() == 2) return ApplyRows(x);
+        if (x.ndim() != 1)
+            throw py::value_error("x: expected one block (N,) or a batch (B, N), got " +
+                                  std::to_string(x.ndim()) + " dimensions");
         // The library reads exactly GetSize() samples without checking, so the length is checked here.
         if (x.ndim() == 1 && x.shape(0) != s.GetSize())
             throw py::value_error("x: expected " + std::to_string(s.GetSize()) + " samples, got " +
                                   std::to_string(x.shape(0)));
+        const bool release = s.GetSize() >= kKeepGilBelow;
         if (HasDtype<cf>(x)) {
             CheckVector<cf>(x, "x");
             Borrowed<VELA::VecCplx32> in(x);
-            Released([&] { s.Apply(out, in); });
+            MaybeReleased(release, [&] { s.Apply(out, in); });
         } else if (HasDtype<float>(x)) {
             CheckVector<float>(x, "x");
             Borrowed<VELA::VecReal32> in(x);
-            Released([&] { s.Apply(out, in); });
+            MaybeReleased(release, [&] { s.Apply(out, in); });
         } else {
             throw py::type_error("x: expected dtype complex64 or float32, got " + DtypeName(x));
         }
         return ToNumpy(out);
+    }
+
+    // Below this many points one spectrum takes less time than handing the GIL to another thread and
+    // getting it back (bench/python_threads.py --work spectrum).
+    static constexpr int kKeepGilBelow = 16384;
+
+  private:
+    template <class F>
+    static void MaybeReleased(bool release, F&& f) {
+        if (release)
+            Released(f);
+        else
+            f();
+    }
+
+    template <class T, class Vec>
+    py::array Rows(const py::array& x) {
+        const int n = s.GetSize();
+        const auto rows = x.shape(0);
+        const T* src = static_cast<const T*>(x.data());
+        // Every row gives N values (the complex spectrum in display order, or the full real spectrum);
+        // the result is allocated with the GIL held, then filled without it.
+        py::array_t<float> result({rows, static_cast<py::ssize_t>(n)});
+        float* dst = result.mutable_data();
+        Released([&] {
+            for (py::ssize_t r = 0; r < rows; ++r) {
+                Borrowed<Vec> in(src + r * n, n);
+                s.Apply(out, in);
+                std::memcpy(dst + r * n, out.Data(), sizeof(float) * static_cast<size_t>(out.GetSize()));
+            }
+        });
+        return result;
+    }
+
+    py::array ApplyRows(const py::array& x) {
+        const int n = s.GetSize();
+        if (x.shape(1) != n)
+            throw py::value_error("x: expected rows of " + std::to_string(n) + " samples, got " +
+                                  std::to_string(x.shape(1)));
+        if (!(x.flags() & py::array::c_style))
+            throw py::value_error("x: array is not contiguous (pass numpy.ascontiguousarray(...))");
+        if (HasDtype<cf>(x)) return Rows<cf, VELA::VecCplx32>(x);
+        if (HasDtype<float>(x)) return Rows<float, VELA::VecReal32>(x);
+        throw py::type_error("x: expected dtype complex64 or float32, got " + DtypeName(x));
     }
 };
 
@@ -308,7 +362,9 @@ void RegisterMeasurements(py::module_& m) {
              "size: N points (samples); window: the taper (built with its kind's default parameter).")
         .def("apply", &PySpectrum::Apply, py::arg("x"),
              "Spectrum of exactly N samples (complex64, or float32 for the full N-bin real spectrum); "
-             "float32 out, dB or linear magnitude by `unit`.")
+             "float32 out, dB or linear magnitude by `unit`. A two-dimensional x of shape (B, N) is a "
+             "batch of B blocks, one per row, giving a (B, N) result: the GIL is released once for the "
+             "whole batch, so threads running batches of short spectra work in parallel.")
         .def_property_readonly(
             "size", [](PySpectrum& s) { return s.s.GetSize(); }, "N (samples).")
         .def_property(

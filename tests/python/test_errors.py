@@ -85,7 +85,11 @@ def test_a_wrong_dtype_is_type_error_naming_the_dtypes(name, call, dtype, n):
         call(np.zeros(n, np.int16))
 
 
-@pytest.mark.parametrize("name,call,dtype,n", CASES, ids=IDS)
+# Spectrum.apply takes a (B, N) batch as well; its own cases follow.
+ONE_DIMENSIONAL = [c for c in CASES if c[0] != "Spectrum.apply"]
+
+
+@pytest.mark.parametrize("name,call,dtype,n", ONE_DIMENSIONAL, ids=[c[0] for c in ONE_DIMENSIONAL])
 def test_a_two_dimensional_array_is_value_error(name, call, dtype, n):
     with pytest.raises(ValueError, match="one-dimensional|samples"):
         call(np.zeros((2, n), dtype))
@@ -100,6 +104,20 @@ def test_a_strided_array_is_value_error(name, call, dtype, n):
 @pytest.mark.parametrize("name,call,dtype,n", CASES, ids=IDS)
 def test_the_accepted_form_runs(name, call, dtype, n):
     call(np.ones(n, dtype))
+
+
+def test_spectrum_batch_bad_shapes_and_dtypes():
+    sp = corvane.Spectrum(size=64)
+    with pytest.raises(ValueError, match="rows of 64 samples"):
+        sp.apply(np.zeros((2, 63), C64))
+    with pytest.raises(ValueError, match="dimensions"):
+        sp.apply(np.zeros((2, 2, 64), C64))
+    with pytest.raises(ValueError, match="contiguous"):
+        sp.apply(np.zeros((2, 128), C64)[:, ::2])
+    with pytest.raises(ValueError, match="contiguous"):
+        sp.apply(np.zeros((64, 2), C64).T)
+    with pytest.raises(TypeError, match="int16"):
+        sp.apply(np.zeros((2, 64), np.int16))
 
 
 def test_error_carries_code_and_message_and_pickles():

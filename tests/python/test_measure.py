@@ -31,6 +31,21 @@ def test_spectrum_wrong_length_is_value_error(rng):
         sp.apply(crandn(rng, 65))
 
 
+@pytest.mark.parametrize("rows", [0, 1, 5])
+@pytest.mark.parametrize("n", [7, 4096, 32768])
+def test_spectrum_batch_equals_block_by_block(rng, rows, n):
+    sp = corvane.Spectrum(size=n, window=corvane.WindowType.BLACKMAN_HARRIS)
+    for unit in (corvane.PowerUnit.DB, corvane.PowerUnit.LINEAR):
+        sp.unit = unit
+        xs = np.stack([crandn(rng, n) for _ in range(rows)]) if rows else np.zeros((0, n), np.complex64)
+        rs = rng.standard_normal((rows, n)).astype(np.float32)
+        got, got_real = sp.apply(xs), sp.apply(rs)
+        assert got.dtype == np.float32 and got.shape == (rows, n) and got_real.shape == (rows, n)
+        for r in range(rows):
+            np.testing.assert_array_equal(got[r], sp.apply(xs[r]))
+            np.testing.assert_array_equal(got_real[r], sp.apply(rs[r]))
+
+
 def tone_blocks(plan, tone_hz, acq_span_hz):
     # A tuner that sees the tone only inside its acquisition span, as a band-limited front end would.
     blocks = []

@@ -73,6 +73,18 @@ def test_spectra_and_filters_in_two_threads_equal_one_thread(rng):
             np.testing.assert_array_equal(g, r)
 
 
+def test_spectrum_batches_in_two_threads_equal_one_thread(rng):
+    n = 4096
+    xs = np.stack([crandn(rng, n) for _ in range(24)])
+    sp = [corvane.Spectrum(size=n), corvane.Spectrum(size=n)]
+    ref = sp[0].apply(xs)
+    shared = corvane.Spectrum(size=n)  # one object from both threads: batches take turns on its lock
+    got = run_threads([lambda k=k: [sp[k].apply(xs), shared.apply(xs)] for k in (0, 1)])
+    for series in got:
+        for g in series:
+            np.testing.assert_array_equal(g, ref)
+
+
 def test_sweeps_check_every_block_and_repeat_exactly_with_the_kept_buffers(rng):
     # The sweeps read the callers' blocks in place and stitch into buffers the object keeps: each block is
     # still checked, and a sweep after a different one (other detectors, other data) is not disturbed.
