@@ -6,6 +6,7 @@
 #include <cmath>
 #include <algorithm>
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -188,5 +189,75 @@ TEST(InterpKernels, InterpolatorsAgreeAtEveryLevel) {
         }
         for (size_t i = 0; i < results.size(); ++i)
             EXPECT_TRUE(SameBits(results[i], first[i])) << kern::VariantName(level) << " result set " << i;
+    }
+}
+
+// The spline's optimised levels divide through the reciprocal with a correction step where the operands
+// allow it; the results must still be the divisions' bits. Random pieces over a wide range of scales
+// (knots from 2^-320 to 2^320, zero, pieces straddling zero), inner and outer pieces, queries inside,
+// on the knots, at -0, tiny, huge and infinite, and curve terms that vanish.
+TEST(InterpKernels, SplineLevelsKeepTheDivisionsBitsAtEveryScale) {
+    std::mt19937_64 gen(2024);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    auto scale = [&](int maxExp) {
+        return std::ldexp(0.5 + unit(gen), static_cast<int>(unit(gen) * 2 * maxExp) - maxExp);
+    };
+    const int n = 67;
+    for (kern::Variant level : SupportedLevels()) {
+        const kern::InterpKernelTable& k = *kern::InterpTableFor(level);
+        SCOPED_TRACE(kern::VariantName(level));
+        for (int trial = 0; trial < 3000; ++trial) {
+            const int maxExp = trial % 3 == 0 ? 330 : trial % 3 == 1 ? 40 : 4;
+            double xl = scale(maxExp) * (unit(gen) < 0.3 ? -1 : 1);
+            if (trial % 17 == 0) xl = 0.0;
+            const double h = unit(gen) < 0.3 ? std::fabs(xl) * (0.01 + unit(gen)) + 1e-300 : scale(maxExp);
+            const double xh = xl + h;
+            if (!(xh > xl) || !std::isfinite(xh)) continue;
+            const bool zeroCurve = trial % 11 == 0;
+            const double segD[6] = {xl,
+                                    xh,
+                                    unit(gen) * 4 - 2,
+                                    trial % 13 == 0 ? 0.0 : unit(gen) * 4 - 2,
+                                    zeroCurve ? 0.0 : (unit(gen) - 0.5) * 100,
+                                    zeroCurve ? -0.0 : (unit(gen) - 0.5) * 100};
+            const float segF[6] = {static_cast<float>(segD[0]), static_cast<float>(segD[1]),
+                                   static_cast<float>(segD[2]), static_cast<float>(segD[3]),
+                                   static_cast<float>(segD[4]), static_cast<float>(segD[5])};
+            const int where =
+                trial % 3;  // inner piece, first piece (no lower end), last piece (no upper end)
+            const double lower = where == 1 ? -INFINITY : xl, upper = where == 2 ? INFINITY : xh;
+            std::vector<double> q(n);
+            for (int i = 0; i < n; ++i) {
+                const double u = unit(gen);
+                double v = xl + h * u;
+                if (i % 9 == 0) v = xl;
+                if (i % 23 == 5) v = std::nextafter(xh, xl);
+                if (where == 1 && i % 7 == 3) v = xl - scale(maxExp) * (i % 2 ? 1.0 : 1e10);
+                if (where == 2 && i % 7 == 3) v = xh + scale(maxExp) * (i % 2 ? 1.0 : 1e10);
+                if (where == 1 && i == 40) v = -INFINITY;
+                if (xl == 0.0 && i % 5 == 1) v = i % 10 == 1 ? -0.0 : 1e-310 * (i % 3);
+                q[static_cast<size_t>(i)] = v;
+            }
+            std::sort(q.begin(), q.end());
+            const float lowerF = static_cast<float>(lower), upperF = static_cast<float>(upper);
+            std::vector<float> qf(q.begin(), q.end());
+            std::vector<double> o(static_cast<size_t>(n), 7.0);
+            std::vector<float> of(static_cast<size_t>(n), 7.0f);
+            const int m = k.spline_f64(q.data(), o.data(), n, lower, upper, segD);
+            for (int i = 0; i < m; ++i) {
+                const double want = kern::scalar::Spline(q[static_cast<size_t>(i)], segD);
+                ASSERT_EQ(std::memcmp(&o[static_cast<size_t>(i)], &want, sizeof want), 0)
+                    << "trial " << trial << " query " << std::hexfloat << q[static_cast<size_t>(i)] << " got "
+                    << o[static_cast<size_t>(i)] << " want " << want;
+            }
+            if (!(segF[1] > segF[0]) || !std::isfinite(segF[0]) || !std::isfinite(segF[1])) continue;
+            const int mf = k.spline_f32(qf.data(), of.data(), n, lowerF, upperF, segF);
+            for (int i = 0; i < mf; ++i) {
+                const float want = kern::scalar::Spline(qf[static_cast<size_t>(i)], segF);
+                ASSERT_EQ(std::memcmp(&of[static_cast<size_t>(i)], &want, sizeof want), 0)
+                    << "trial " << trial << " query " << std::hexfloat << qf[static_cast<size_t>(i)]
+                    << " got " << of[static_cast<size_t>(i)] << " want " << want;
+            }
+        }
     }
 }

@@ -574,6 +574,32 @@ TEST(PersistenceDisplay, EveryLevelMatchesTheDefinitionUpToNearHalves) {
     std::printf("  %d of %d channel values rounded the other way at a near-half\n", nearHalves, values);
 }
 
+// A display-sized destination (beyond the second-level cache, written with streaming stores where its
+// rows are aligned; a padding of 4 bytes leaves rows unaligned) and an enlargement whose rows repeat
+// their vertical taps, so that several destination rows are blended from one load of the source rows.
+TEST(PersistenceDisplay, DisplaySizedStretchesMatchTheDefinitionAtEveryLevel) {
+    const Image src = RandomImage(401, 128, 31);
+    for (int padding : {0, 4}) {
+        const Stretch s{1024, 768, 1024.0 / 401, 768.0 / 128, 0.0, 0.0, IppiRect{0, 0, 401, 128}};
+        for (int mode : {StretchLinear, StretchCubic, StretchSuperSample}) {
+            const std::vector<double> exact = ExactStretch(src, s, mode);
+            for (kern::Variant v : SupportedLevels()) {
+                ForceLevel level(v);
+                Image got(s.dstW, s.dstH, padding);
+                std::fill(got.px.begin(), got.px.end(), 0x5A);
+                ASSERT_EQ(StretchImage(src, got, s, mode), 0);
+                const std::string what = std::string(kern::VariantName(v)) + " mode " + std::to_string(mode) +
+                                         " padding " + std::to_string(padding);
+                const int n = ExpectRoundedExact(got, exact, 0x5A, what);
+                EXPECT_LT(n, static_cast<int>(exact.size()) / 100) << what;
+                for (int y = 0; y < got.height; ++y)
+                    for (int b = 4 * got.width; b < got.step; ++b)
+                        ASSERT_EQ(got.px[size_t(y) * got.step + b], 0x5A) << what;
+            }
+        }
+    }
+}
+
 // An independent numpy evaluation of the documented geometry and kernels, pixel by pixel: the reference
 // level against it, and the test's own evaluation (used for every level above) against it.
 TEST(PersistenceDisplay, ReferenceMatchesAnIndependentNumpyEvaluation) {
