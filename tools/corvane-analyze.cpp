@@ -27,13 +27,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #ifndef CORVANE_ANALYZE_DEMO_SOURCE
@@ -74,6 +78,9 @@ class Recording {
     virtual ~Recording() = default;
     // `n` samples from sample `first` into `out` (resized to n); the range lies inside [0, count).
     virtual void Read(int64_t first, int n, VecCplx32& out) = 0;
+    // A second handle on the same recording, for a worker thread: handles keep read scratch of their
+    // own, so two handles may read at the same time.
+    virtual std::unique_ptr<Recording> Reopen() const = 0;
     double rate = 0.0;
     double center = 0.0;
     int64_t count = 0;
@@ -99,6 +106,9 @@ class RawCf32Recording : public Recording {
     }
     ~RawCf32Recording() override {
         if (fd_ >= 0) ::close(fd_);
+    }
+    std::unique_ptr<Recording> Reopen() const override {
+        return std::make_unique<RawCf32Recording>(path_, rate, center);
     }
     void Read(int64_t first, int n, VecCplx32& out) override {
         out.Resize(n);
@@ -140,6 +150,7 @@ class IqtRecording : public Recording {
             Fail(kExitInput, path + ": the sample rate or centre frequency is not a finite number");
         kind = ".iqt";
     }
+    std::unique_ptr<Recording> Reopen() const override { return std::make_unique<IqtRecording>(path_); }
     void Read(int64_t first, int n, VecCplx32& out) override {
         const int64_t f0 = first / fftPoints_;
         const int64_t f1 = (first + n - 1) / fftPoints_;
@@ -180,6 +191,7 @@ class SigMFRecording : public Recording {
         center = reader_->GetCenterFrequency();
         kind = "SigMF " + reader_->GetDatatype();
     }
+    std::unique_ptr<Recording> Reopen() const override { return std::make_unique<SigMFRecording>(path_); }
     void Read(int64_t first, int n, VecCplx32& out) override {
         try {
             reader_->Read(first, n, out);
@@ -266,6 +278,7 @@ struct Options {
     const DetectorChoice* detector = &kDetectors[1];
     PowerUnit unit = PowerUnitDB;
     int64_t maxBlocks = 0;  // 0: all the recording holds
+    int threads = 0;        // 0: automatic (DefaultThreads)
     bool haveBand = false;  // qp: the CISPR band, else the band of the span's centre
     EMIBand band = EMIBand::B;
     std::string csv, mat, png;
@@ -308,6 +321,9 @@ void PrintHelp() {
         "                        span steps a decimating tuner across the band\n"
         "  --blocks N            at most N blocks (acquisitions) per tuning (default: all the recording\n"
         "                        holds); qp: at most N blocks of 65536 samples\n"
+        "  --threads N           worker threads for the block detectors (mean, peak, min, max-min, rms);\n"
+        "                        default: the number of cores, at most 4. The trace is the same for\n"
+        "                        every N; the CISPR detectors and qp always run on one thread\n"
         "\n"
         "Output (without any, the CSV goes to standard output):\n"
         "  -o, --csv FILE        CSV: frequency_Hz,level (max-min: frequency_Hz,max,min)\n"
@@ -406,6 +422,8 @@ Options ParseArguments(int argc, char** argv) {
             o.points = static_cast<int>(ParseCount(a, value(), 2, 10000000));
         } else if (a == "--blocks") {
             o.maxBlocks = ParseCount(a, value(), 1, INT64_MAX);
+        } else if (a == "--threads") {
+            o.threads = static_cast<int>(ParseCount(a, value(), 1, 64));
         } else if (a == "--band") {
             const std::string v = value();
             if (v == "A" || v == "a")
@@ -674,6 +692,118 @@ void PrintPlan(const Options& o, const Plan& p, const Trace& t) {
                      p.numSamples[i], p.numPoints[i]);
 }
 
+// The threads the block detectors use when --threads is not given: one per core, at most four (the
+// workers share the recording's reads, and beyond a few cores the page cache's copying bounds them).
+int DefaultThreads() {
+    const unsigned cores = std::thread::hardware_concurrency();
+    return static_cast<int>(std::clamp(cores, 1u, 4u));
+}
+
+// Adds block `b`'s magnitudes to the running reduction of its tuning: the first block starts it.
+void ReduceBlock(std::vector<double>& acc, std::vector<double>& accMin, const float* mag, size_t m, int64_t b,
+                 TimeReduction reduction) {
+    if (b == 0) {
+        acc.assign(m, 0.0);
+        accMin.assign(m, 0.0);
+        for (size_t k = 0; k < m; ++k) {
+            const double v = mag[k];
+            acc[k] = reduction == TimeReduction::MeanPower ? v * v : v;
+            accMin[k] = v;
+        }
+        return;
+    }
+    switch (reduction) {
+        case TimeReduction::MeanPower:
+            for (size_t k = 0; k < m; ++k) {
+                const double v = mag[k];
+                acc[k] += v * v;
+            }
+            break;
+        case TimeReduction::Maximum:
+            for (size_t k = 0; k < m; ++k)
+                acc[k] = std::max(acc[k], static_cast<double>(mag[k]));
+            break;
+        case TimeReduction::Minimum:
+            for (size_t k = 0; k < m; ++k)
+                acc[k] = std::min(acc[k], static_cast<double>(mag[k]));
+            break;
+        case TimeReduction::MaxAndMin:
+            for (size_t k = 0; k < m; ++k) {
+                acc[k] = std::max(acc[k], static_cast<double>(mag[k]));
+                accMin[k] = std::min(accMin[k], static_cast<double>(mag[k]));
+            }
+            break;
+        default:
+            break;
+    }
+}
+
+// One worker of the block average: a handle on the recording and a plan of its own (the transform's
+// and the tuner's scratch live in their objects, which serve one thread at a time), and the
+// magnitudes of the chunk of blocks it is working on.
+struct BlockWorker {
+    std::unique_ptr<Recording> ownRec;
+    std::unique_ptr<Plan> ownPlan;
+    Recording* rec = nullptr;
+    Plan* plan = nullptr;
+    VecCplx32 raw, block;
+    VecReal32 mag, spare;
+    std::vector<float> chunk;
+};
+
+// The blocks of a tuning are cut into chunks of consecutive blocks; worker w of W transforms chunks
+// w, w + W, w + 2W, ... and then, in chunk order, adds its chunk's blocks one by one to the shared
+// reduction. So the sums are formed block by block in the recording's order whatever the number of
+// threads, and every thread count gives the same trace to the last bit.
+class OrderedReduction {
+  public:
+    OrderedReduction(std::vector<double>& acc, std::vector<double>& accMin, TimeReduction reduction,
+                     Progress& progress)
+        : acc_(acc), accMin_(accMin), reduction_(reduction), progress_(progress) {}
+
+    // Waits for chunk `c`'s turn and adds its `count` blocks (rows of `m` magnitudes from block
+    // `first` on). False when another worker failed: the caller stops.
+    bool Add(int64_t c, int64_t first, int64_t count, const float* rows, size_t m) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        turn_.wait(lock, [&] { return next_ == c || failed_; });
+        if (failed_) return false;
+        if (first > 0 && acc_.size() != m) {
+            // Every block of a tuning gives the same number of bins; anything else is a fault.
+            failed_ = true;
+            error_ = std::make_exception_ptr(Failure{kExitFailure, "the blocks of a tuning differ in size"});
+            turn_.notify_all();
+            return false;
+        }
+        for (int64_t r = 0; r < count; ++r) {
+            ReduceBlock(acc_, accMin_, rows + static_cast<size_t>(r) * m, m, first + r, reduction_);
+            progress_.Step();
+        }
+        ++next_;
+        turn_.notify_all();
+        return true;
+    }
+    void Fail(std::exception_ptr e) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (!failed_) error_ = e;
+        failed_ = true;
+        turn_.notify_all();
+    }
+    void RethrowAnyFailure() {
+        if (error_) std::rethrow_exception(error_);
+    }
+
+  private:
+    std::vector<double>& acc_;
+    std::vector<double>& accMin_;
+    TimeReduction reduction_;
+    Progress& progress_;
+    std::mutex mutex_;
+    std::condition_variable turn_;
+    int64_t next_ = 0;
+    bool failed_ = false;
+    std::exception_ptr error_;
+};
+
 // The block average path: consecutive blocks of the recording, reduced over time per bin.
 void MeasureBlockAverage(Trace& t, const Options& o, Recording& rec, double start, double stop, double rbw) {
     const DetectorChoice& det = *o.detector;
@@ -709,53 +839,77 @@ void MeasureBlockAverage(Trace& t, const Options& o, Recording& rec, double star
     t.blocksPerTuning = blocks;
     PrintPlan(o, p, t);
 
+    // Chunks of blocks small enough that a worker's chunk of magnitudes stays near 1 MB, and at most
+    // 16 blocks, so that the workers take turns at the reduction often.
+    // A block gives fewer bins than its samples and the trace's points together.
+    int64_t binsMost = 1;
+    for (int i = 0; i < tunings; ++i)
+        binsMost = std::max<int64_t>(binsMost, int64_t{need[static_cast<size_t>(i)]} + o.points);
+    const int64_t chunkBlocks = std::clamp<int64_t>((int64_t{1} << 18) / binsMost, 1, 16);
+    const int64_t chunks = (blocks + chunkBlocks - 1) / chunkBlocks;
+    const int threads =
+        static_cast<int>(std::min<int64_t>(o.threads > 0 ? o.threads : DefaultThreads(), chunks));
+    std::vector<BlockWorker> workers(static_cast<size_t>(threads));
+    for (int w = 0; w < threads; ++w) {
+        BlockWorker& wk = workers[static_cast<size_t>(w)];
+        if (w == 0) {
+            wk.rec = &rec;
+            wk.plan = &p;
+        } else {
+            wk.ownRec = rec.Reopen();
+            wk.ownPlan = std::make_unique<Plan>();
+            MakePlan(*wk.ownPlan, o, rec, start, stop, rbw, 0);
+            wk.rec = wk.ownRec.get();
+            wk.plan = wk.ownPlan.get();
+        }
+    }
+
     Progress progress(!o.quiet, blocks * tunings);
-    VecCplx32 raw, block;
-    VecReal32 mag, reduced, reducedMin, out;
+    VecReal32 reduced, reducedMin, out;
     std::vector<double> acc, accMin;
     for (int i = 0; i < tunings; ++i) {
-        const int n = TuneTo(p, i);
         const int64_t stride = static_cast<int64_t>(p.numSamples[i]) * p.decimation;
-        for (int64_t b = 0; b < blocks; ++b) {
-            rec.Read(b * stride, n, raw);
-            p.spectrum.Apply1(mag, Tuned(p, i, raw, block), i);
-            if (twoTracks && b == 0) {
-                // Keeps the second plan's per-tuning state in step; its result is not used.
-                minPlan->spectrum.Apply1(reducedMin, block, i);
-            }
-            const size_t m = static_cast<size_t>(mag.GetSize());
-            if (b == 0) {
-                acc.assign(m, 0.0);
-                accMin.assign(m, 0.0);
-                for (size_t k = 0; k < m; ++k) {
-                    const double v = mag[static_cast<int>(k)];
-                    acc[k] = det.reduction == TimeReduction::MeanPower ? v * v : v;
-                    accMin[k] = v;
-                }
-            } else {
-                for (size_t k = 0; k < m; ++k) {
-                    const double v = mag[static_cast<int>(k)];
-                    switch (det.reduction) {
-                        case TimeReduction::MeanPower:
-                            acc[k] += v * v;
-                            break;
-                        case TimeReduction::Maximum:
-                            acc[k] = std::max(acc[k], v);
-                            break;
-                        case TimeReduction::Minimum:
-                            acc[k] = std::min(acc[k], v);
-                            break;
-                        case TimeReduction::MaxAndMin:
-                            acc[k] = std::max(acc[k], v);
-                            accMin[k] = std::min(accMin[k], v);
-                            break;
-                        default:
-                            break;
+        for (BlockWorker& wk : workers)
+            TuneTo(*wk.plan, i);
+        const int n = need[static_cast<size_t>(i)];
+        OrderedReduction reduction(acc, accMin, det.reduction, progress);
+        auto work = [&](int w) {
+            BlockWorker& wk = workers[static_cast<size_t>(w)];
+            try {
+                for (int64_t c = w; c < chunks; c += threads) {
+                    const int64_t first = c * chunkBlocks;
+                    const int64_t count = std::min(chunkBlocks, blocks - first);
+                    size_t m = 0;
+                    for (int64_t r = 0; r < count; ++r) {
+                        const int64_t b = first + r;
+                        wk.rec->Read(b * stride, n, wk.raw);
+                        const VecCplx32& tuned = Tuned(*wk.plan, i, wk.raw, wk.block);
+                        wk.plan->spectrum.Apply1(wk.mag, tuned, i);
+                        // Keeps the second plan's per-tuning state in step; its result is not used.
+                        if (minPlan && b == 0) minPlan->spectrum.Apply1(wk.spare, tuned, i);
+                        if (r == 0) {
+                            m = static_cast<size_t>(wk.mag.GetSize());
+                            wk.chunk.resize(m * static_cast<size_t>(count));
+                        } else if (static_cast<size_t>(wk.mag.GetSize()) != m) {
+                            Fail(kExitFailure, "the blocks of a tuning differ in size");
+                        }
+                        std::copy(wk.mag.Data(), wk.mag.Data() + m,
+                                  wk.chunk.data() + static_cast<size_t>(r) * m);
                     }
+                    if (!reduction.Add(c, first, count, wk.chunk.data(), m)) return;
                 }
+            } catch (...) {
+                reduction.Fail(std::current_exception());
             }
-            progress.Step();
-        }
+        };
+        std::vector<std::thread> pool;
+        for (int w = 1; w < threads; ++w)
+            pool.emplace_back(work, w);
+        work(0);
+        for (std::thread& th : pool)
+            th.join();
+        reduction.RethrowAnyFailure();
+
         // Back to magnitudes, which Apply2 squares into power before it detects.
         const int m = static_cast<int>(acc.size());
         reduced.Resize(m);
