@@ -417,6 +417,59 @@ TEST_F(CorvaneAnalyze, MaxMinOnTheRecordingsOwnCentreIsPeakAndMin) {
     }
 }
 
+// A wisdom file is written by the first run that plans with it and read by the next, which then
+// plans the same transforms: the same trace to the last bit. Measured plans differ from estimated
+// ones by float rounding only.
+TEST_F(CorvaneAnalyze, FftWisdomFileIsWrittenThenReusedAndChangesOnlyRounding) {
+    const std::vector<std::string> base = {Rec("rec.cf32"), "--rate",   "10M",      "--center", "100M",
+                                           "--rbw",         "50k",      "--points", "501",      "--detector",
+                                           "mean",          "--blocks", "30"};
+    auto run = [&](std::vector<std::string> more, const std::string& csv) {
+        std::vector<std::string> args = base;
+        args.insert(args.end(), more.begin(), more.end());
+        args.insert(args.end(), {"-o", csv});
+        const RunResult r = RunTool(args);
+        EXPECT_EQ(r.code, 0) << r.err;
+        return ReadAll(csv);
+    };
+    const std::string plain = run({}, "plain.csv");
+    ASSERT_FALSE(fs::exists("w.fftw"));
+    const std::string first = run({"--fft-wisdom", "w.fftw"}, "first.csv");
+    ASSERT_TRUE(fs::exists("w.fftw"));
+    const std::string wisdom = ReadAll("w.fftw");
+    EXPECT_NE(wisdom.find("fftwf_wisdom"), std::string::npos);
+    const std::string second = run({"--fft-wisdom", "w.fftw"}, "second.csv");
+    EXPECT_TRUE(first == second);
+    EXPECT_EQ(ReadAll("w.fftw"), wisdom);  // nothing new to learn
+    const CsvTrace a = ReadCsv(plain), b = ReadCsv(first);
+    ASSERT_EQ(a.freq.size(), 501u);
+    ASSERT_EQ(b.freq.size(), 501u);
+    // Rounding of a float transform is relative to the largest value it holds: compare amplitudes
+    // against the strongest tone's (a relative error of a few float epsilons times log2 of the length).
+    double peak = 0.0;
+    for (double v : a.columns[0])
+        peak = std::max(peak, std::pow(10.0, v / 20.0));
+    for (size_t k = 0; k < a.freq.size(); ++k)
+        EXPECT_NEAR(std::pow(10.0, a.columns[0][k] / 20.0), std::pow(10.0, b.columns[0][k] / 20.0),
+                    2e-6 * peak)
+            << a.freq[k];
+    // No temporary file is left beside the wisdom.
+    int files = 0;
+    for (const auto& e : fs::directory_iterator("."))
+        files += e.path().filename().string().find("w.fftw") != std::string::npos;
+    EXPECT_EQ(files, 1);
+}
+
+TEST_F(CorvaneAnalyze, FftWisdomFileThatIsNotWisdomExitsWithCode3) {
+    std::ofstream("bad.fftw") << "(not wisdom)\n";
+    const RunResult r =
+        RunTool({Rec("rec.cf32"), "--rate", "10M", "--fft-wisdom", "bad.fftw", "-o", "x.csv"});
+    EXPECT_EQ(r.code, 3) << r.err;
+    EXPECT_NE(r.err.find("bad.fftw"), std::string::npos) << r.err;
+    EXPECT_FALSE(fs::exists("x.csv"));
+    EXPECT_EQ(ReadAll("bad.fftw"), "(not wisdom)\n");
+}
+
 TEST_F(CorvaneAnalyze, LinearUnitIsPowerOfTheDecibelTrace) {
     const RunResult a =
         RunTool(Stepped(Rec("rec-ci16.sigmf-meta"), {"--rbw", "30k", "--blocks", "50", "-o", "db.csv"}));
@@ -596,6 +649,8 @@ TEST_F(CorvaneAnalyze, BadArgumentsExitWithCode2AndOneLine) {
         {"two inputs", {meta, Rec("rec.iqt"), "-o", "x.csv"}},
         {"same output twice", {meta, "-o", "x.png", "--png", "x.png"}},
         {"blocks zero", {meta, "--blocks", "0", "-o", "x.csv"}},
+        {"wisdom is the output", {meta, "--fft-wisdom", "x.csv", "-o", "x.csv"}},
+        {"wisdom without a name", {meta, "-o", "x.csv", "--fft-wisdom", ""}},
         {"threads zero", {meta, "--threads", "0", "-o", "x.csv"}},
         {"threads too many", {meta, "--threads", "65", "-o", "x.csv"}},
         {"threads not a number", {meta, "--threads", "two", "-o", "x.csv"}},

@@ -282,6 +282,7 @@ struct Options {
     bool haveBand = false;  // qp: the CISPR band, else the band of the span's centre
     EMIBand band = EMIBand::B;
     std::string csv, mat, png;
+    std::string wisdom;  // FFTW wisdom file; empty: plans estimated afresh in every run
     bool quiet = false, verbose = false, help = false;
 };
 
@@ -329,6 +330,11 @@ void PrintHelp() {
         "  -o, --csv FILE        CSV: frequency_Hz,level (max-min: frequency_Hz,max,min)\n"
         "  --mat FILE            MAT-file with the variables frequency, level (and level_min), rbw, unit\n"
         "  --png FILE            plot of the trace (needs octave-cli on PATH)\n"
+        "  --fft-wisdom FILE     keep the Fourier transforms' plans (FFTW wisdom) in FILE: read when it\n"
+        "                        exists, and the plans are then measured, not estimated; written back when\n"
+        "                        this run made new ones. A first run spends about a second per new\n"
+        "                        transform length measuring; later runs transform faster (on this\n"
+        "                        machine's FFTW only: the file is not portable)\n"
         "  -q, --quiet           no progress bar and no summary on standard error\n"
         "  -v, --verbose         the plan (tunings, RBW, blocks) on standard error\n"
         "  -h, --help            this text\n"
@@ -470,6 +476,9 @@ Options ParseArguments(int argc, char** argv) {
             o.mat = value();
         } else if (a == "--png") {
             o.png = value();
+        } else if (a == "--fft-wisdom") {
+            o.wisdom = value();
+            if (o.wisdom.empty()) Fail(kExitUsage, "--fft-wisdom: needs a file name");
         } else if (a == "-q" || a == "--quiet") {
             o.quiet = true;
         } else if (a == "-v" || a == "--verbose") {
@@ -510,6 +519,8 @@ Options ParseArguments(int argc, char** argv) {
             Fail(kExitUsage, "two outputs name the same file \"" + *p + "\"");
     if (!o.mat.empty() && o.mat == o.png)
         Fail(kExitUsage, "two outputs name the same file \"" + o.mat + "\"");
+    if (!o.wisdom.empty() && (o.wisdom == o.csv || o.wisdom == o.mat || o.wisdom == o.png))
+        Fail(kExitUsage, "two outputs name the same file \"" + o.wisdom + "\"");
     return o;
 }
 
@@ -1247,6 +1258,16 @@ int Run(int argc, char** argv) {
     }
     std::unique_ptr<Recording> rec = OpenRecording(o);
     const std::string source = o.input.empty() ? "demo recording" : o.input;
+    // With a wisdom file the plans are measured: the planner then times candidate algorithms, which
+    // costs about a second per new transform length but gives faster transforms, and the file keeps
+    // what it learnt for the next run.
+    std::string wisdomBefore;
+    if (!o.wisdom.empty()) {
+        if (IsFile(o.wisdom) && !FFTPlanning::ImportWisdomFromFile(o.wisdom))
+            Fail(kExitInput, o.wisdom + ": not FFTW wisdom of this machine's FFTW");
+        FFTPlanning::SetRigour(FFTPlanningMeasure);
+        wisdomBefore = FFTPlanning::ExportWisdom();
+    }
     Trace t;
     try {
         t = Measure(o, *rec);
@@ -1268,6 +1289,9 @@ int Run(int argc, char** argv) {
         outputs.push_back(std::make_unique<OutputFile>(o.png));
         WritePng(*outputs.back(), o.png, t, o, source);
     }
+    if (!o.wisdom.empty() && FFTPlanning::ExportWisdom() != wisdomBefore &&
+        !FFTPlanning::ExportWisdomToFile(o.wisdom))
+        Fail(kExitFailure, o.wisdom + ": cannot be written");
     for (auto& out : outputs)
         out->Commit();
     if (o.csv.empty() && o.mat.empty() && o.png.empty()) {
