@@ -750,8 +750,7 @@ void ReduceBlock(std::vector<double>& acc, std::vector<double>& accMin, const fl
 }
 
 // One worker of the block average: a handle on the recording and a plan of its own (the transform's
-// and the tuner's scratch live in their objects, which serve one thread at a time), and the
-// magnitudes of the chunk of blocks it is working on.
+// and the tuner's scratch live in their objects, which serve one thread at a time).
 struct BlockWorker {
     std::unique_ptr<Recording> ownRec;
     std::unique_ptr<Plan> ownPlan;
@@ -759,39 +758,66 @@ struct BlockWorker {
     Plan* plan = nullptr;
     VecCplx32 raw, block;
     VecReal32 mag, spare;
-    std::vector<float> chunk;
 };
 
-// The blocks of a tuning are cut into chunks of consecutive blocks; worker w of W transforms chunks
-// w, w + W, w + 2W, ... and then, in chunk order, adds its chunk's blocks one by one to the shared
-// reduction. So the sums are formed block by block in the recording's order whatever the number of
-// threads, and every thread count gives the same trace to the last bit.
+// The blocks of a tuning are cut into chunks of consecutive blocks. A worker claims the next chunk,
+// transforms its blocks into one of a few slots, and hands it back; whoever hands back a chunk adds
+// every finished chunk that is next in line to the shared reduction, block by block. So the sums are
+// formed in the recording's order whatever the number of threads, and every thread count gives the
+// same trace to the last bit. A worker waits only when the slots are all taken by chunks that wait
+// for an earlier one, so a worker that the system holds back for a while does not stop the others.
 class OrderedReduction {
   public:
     OrderedReduction(std::vector<double>& acc, std::vector<double>& accMin, TimeReduction reduction,
-                     Progress& progress)
-        : acc_(acc), accMin_(accMin), reduction_(reduction), progress_(progress) {}
+                     Progress& progress, int64_t chunks, int slots)
+        : acc_(acc),
+          accMin_(accMin),
+          reduction_(reduction),
+          progress_(progress),
+          chunks_(chunks),
+          slots_(static_cast<size_t>(slots)) {}
 
-    // Waits for chunk `c`'s turn and adds its `count` blocks (rows of `m` magnitudes from block
-    // `first` on). False when another worker failed: the caller stops.
-    bool Add(int64_t c, int64_t first, int64_t count, const float* rows, size_t m) {
+    struct Slot {
+        std::vector<float> rows;  // `count` blocks of `m` magnitudes
+        int64_t first = 0, count = 0;
+        size_t m = 0;
+        bool ready = false;
+    };
+
+    // The next chunk to transform and the slot for it, or -1 when all are taken or a worker failed.
+    int64_t Claim(Slot*& slot) {
         std::unique_lock<std::mutex> lock(mutex_);
-        turn_.wait(lock, [&] { return next_ == c || failed_; });
-        if (failed_) return false;
-        if (first > 0 && acc_.size() != m) {
-            // Every block of a tuning gives the same number of bins; anything else is a fault.
-            failed_ = true;
-            error_ = std::make_exception_ptr(Failure{kExitFailure, "the blocks of a tuning differ in size"});
-            turn_.notify_all();
-            return false;
+        turn_.wait(lock, [&] {
+            return failed_ || claimed_ >= chunks_ || claimed_ - next_ < static_cast<int64_t>(slots_.size());
+        });
+        if (failed_ || claimed_ >= chunks_) return -1;
+        slot = &slots_[static_cast<size_t>(claimed_ % static_cast<int64_t>(slots_.size()))];
+        return claimed_++;
+    }
+    // Chunk `c`, transformed into its slot, joins the queue; the chunks next in line are reduced.
+    void HandBack(int64_t c) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (failed_) return;
+        slots_[static_cast<size_t>(c % static_cast<int64_t>(slots_.size()))].ready = true;
+        for (;;) {
+            Slot& s = slots_[static_cast<size_t>(next_ % static_cast<int64_t>(slots_.size()))];
+            if (next_ >= claimed_ || !s.ready) break;
+            if (s.first > 0 && acc_.size() != s.m) {
+                // Every block of a tuning gives the same number of bins; anything else is a fault.
+                failed_ = true;
+                error_ =
+                    std::make_exception_ptr(Failure{kExitFailure, "the blocks of a tuning differ in size"});
+                break;
+            }
+            for (int64_t r = 0; r < s.count; ++r) {
+                ReduceBlock(acc_, accMin_, s.rows.data() + static_cast<size_t>(r) * s.m, s.m, s.first + r,
+                            reduction_);
+                progress_.Step();
+            }
+            s.ready = false;
+            ++next_;
         }
-        for (int64_t r = 0; r < count; ++r) {
-            ReduceBlock(acc_, accMin_, rows + static_cast<size_t>(r) * m, m, first + r, reduction_);
-            progress_.Step();
-        }
-        ++next_;
         turn_.notify_all();
-        return true;
     }
     void Fail(std::exception_ptr e) {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -808,9 +834,12 @@ class OrderedReduction {
     std::vector<double>& accMin_;
     TimeReduction reduction_;
     Progress& progress_;
+    const int64_t chunks_;
+    std::vector<Slot> slots_;
     std::mutex mutex_;
     std::condition_variable turn_;
-    int64_t next_ = 0;
+    int64_t claimed_ = 0;  // chunks handed out
+    int64_t next_ = 0;     // the next chunk to reduce
     bool failed_ = false;
     std::exception_ptr error_;
 };
@@ -850,13 +879,13 @@ void MeasureBlockAverage(Trace& t, const Options& o, Recording& rec, double star
     t.blocksPerTuning = blocks;
     PrintPlan(o, p, t);
 
-    // Chunks of blocks small enough that a worker's chunk of magnitudes stays near 1 MB, and at most
-    // 16 blocks, so that the workers take turns at the reduction often.
-    // A block gives fewer bins than its samples and the trace's points together.
+    // Chunks of at most 16 blocks whose magnitudes take about 256 KB at most (four slots of them per
+    // thread), so that chunks are reduced often and the memory stays small. A block gives fewer bins
+    // than its samples and the trace's points together.
     int64_t binsMost = 1;
     for (int i = 0; i < tunings; ++i)
         binsMost = std::max<int64_t>(binsMost, int64_t{need[static_cast<size_t>(i)]} + o.points);
-    const int64_t chunkBlocks = std::clamp<int64_t>((int64_t{1} << 18) / binsMost, 1, 16);
+    const int64_t chunkBlocks = std::clamp<int64_t>((int64_t{1} << 16) / binsMost, 1, 16);
     const int64_t chunks = (blocks + chunkBlocks - 1) / chunkBlocks;
     const int threads =
         static_cast<int>(std::min<int64_t>(o.threads > 0 ? o.threads : DefaultThreads(), chunks));
@@ -883,40 +912,47 @@ void MeasureBlockAverage(Trace& t, const Options& o, Recording& rec, double star
         for (BlockWorker& wk : workers)
             TuneTo(*wk.plan, i);
         const int n = need[static_cast<size_t>(i)];
-        OrderedReduction reduction(acc, accMin, det.reduction, progress);
-        auto work = [&](int w) {
+        OrderedReduction reduction(acc, accMin, det.reduction, progress, chunks, 4 * threads);
+        // A chunk transformed: returns false when the run stops.
+        auto transform = [&](BlockWorker& wk, int64_t c, OrderedReduction::Slot& slot) {
+            slot.first = c * chunkBlocks;
+            slot.count = std::min(chunkBlocks, blocks - slot.first);
+            for (int64_t r = 0; r < slot.count; ++r) {
+                const int64_t b = slot.first + r;
+                wk.rec->Read(b * stride, n, wk.raw);
+                const VecCplx32& tuned = Tuned(*wk.plan, i, wk.raw, wk.block);
+                wk.plan->spectrum.Apply1(wk.mag, tuned, i);
+                // Keeps the second plan's per-tuning state in step; its result is not used.
+                if (minPlan && b == 0) minPlan->spectrum.Apply1(wk.spare, tuned, i);
+                if (r == 0) {
+                    slot.m = static_cast<size_t>(wk.mag.GetSize());
+                    slot.rows.resize(slot.m * static_cast<size_t>(slot.count));
+                } else if (static_cast<size_t>(wk.mag.GetSize()) != slot.m) {
+                    Fail(kExitFailure, "the blocks of a tuning differ in size");
+                }
+                std::copy(wk.mag.Data(), wk.mag.Data() + slot.m,
+                          slot.rows.data() + static_cast<size_t>(r) * slot.m);
+            }
+            reduction.HandBack(c);
+        };
+        constexpr int64_t kClaimFirst = -2;
+        auto work = [&](int w, int64_t c, OrderedReduction::Slot* slot) {
             BlockWorker& wk = workers[static_cast<size_t>(w)];
             try {
-                for (int64_t c = w; c < chunks; c += threads) {
-                    const int64_t first = c * chunkBlocks;
-                    const int64_t count = std::min(chunkBlocks, blocks - first);
-                    size_t m = 0;
-                    for (int64_t r = 0; r < count; ++r) {
-                        const int64_t b = first + r;
-                        wk.rec->Read(b * stride, n, wk.raw);
-                        const VecCplx32& tuned = Tuned(*wk.plan, i, wk.raw, wk.block);
-                        wk.plan->spectrum.Apply1(wk.mag, tuned, i);
-                        // Keeps the second plan's per-tuning state in step; its result is not used.
-                        if (minPlan && b == 0) minPlan->spectrum.Apply1(wk.spare, tuned, i);
-                        if (r == 0) {
-                            m = static_cast<size_t>(wk.mag.GetSize());
-                            wk.chunk.resize(m * static_cast<size_t>(count));
-                        } else if (static_cast<size_t>(wk.mag.GetSize()) != m) {
-                            Fail(kExitFailure, "the blocks of a tuning differ in size");
-                        }
-                        std::copy(wk.mag.Data(), wk.mag.Data() + m,
-                                  wk.chunk.data() + static_cast<size_t>(r) * m);
-                    }
-                    if (!reduction.Add(c, first, count, wk.chunk.data(), m)) return;
-                }
+                if (c == kClaimFirst) c = reduction.Claim(slot);
+                for (; c >= 0; c = reduction.Claim(slot))
+                    transform(wk, c, *slot);
             } catch (...) {
                 reduction.Fail(std::current_exception());
             }
         };
+        // The first chunk goes to the calling thread, whose plan then serves every tuning at least once.
+        OrderedReduction::Slot* firstSlot = nullptr;
+        const int64_t firstChunk = reduction.Claim(firstSlot);
         std::vector<std::thread> pool;
         for (int w = 1; w < threads; ++w)
-            pool.emplace_back(work, w);
-        work(0);
+            pool.emplace_back(work, w, kClaimFirst, nullptr);
+        work(0, firstChunk, firstSlot);
         for (std::thread& th : pool)
             th.join();
         reduction.RethrowAnyFailure();
