@@ -37,6 +37,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -913,7 +914,7 @@ void MeasureBlockAverage(Trace& t, const Options& o, Recording& rec, double star
             TuneTo(*wk.plan, i);
         const int n = need[static_cast<size_t>(i)];
         OrderedReduction reduction(acc, accMin, det.reduction, progress, chunks, 4 * threads);
-        // A chunk transformed: returns false when the run stops.
+        // Chunk c's blocks read, tuned and transformed into its slot, then handed back.
         auto transform = [&](BlockWorker& wk, int64_t c, OrderedReduction::Slot& slot) {
             slot.first = c * chunkBlocks;
             slot.count = std::min(chunkBlocks, blocks - slot.first);
@@ -950,8 +951,13 @@ void MeasureBlockAverage(Trace& t, const Options& o, Recording& rec, double star
         OrderedReduction::Slot* firstSlot = nullptr;
         const int64_t firstChunk = reduction.Claim(firstSlot);
         std::vector<std::thread> pool;
-        for (int w = 1; w < threads; ++w)
-            pool.emplace_back(work, w, kClaimFirst, nullptr);
+        for (int w = 1; w < threads; ++w) {
+            try {
+                pool.emplace_back(work, w, kClaimFirst, nullptr);
+            } catch (const std::system_error&) {
+                break;  // no more threads to be had: those running share the chunks
+            }
+        }
         work(0, firstChunk, firstSlot);
         for (std::thread& th : pool)
             th.join();
