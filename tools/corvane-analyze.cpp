@@ -757,9 +757,12 @@ struct BlockWorker {
     std::unique_ptr<Plan> ownPlan;
     Recording* rec = nullptr;
     Plan* plan = nullptr;
-    VecCplx32 raw, block;
+    VecCplx32 span, raw, block;
     VecReal32 mag, spare;
 };
+
+// The most samples (8 bytes each) a worker reads at once for a chunk of blocks.
+constexpr int64_t kChunkReadSamples = int64_t{1} << 17;
 
 // The blocks of a tuning are cut into chunks of consecutive blocks. A worker claims the next chunk,
 // transforms its blocks into one of a few slots, and hands it back; whoever hands back a chunk adds
@@ -918,9 +921,20 @@ void MeasureBlockAverage(Trace& t, const Options& o, Recording& rec, double star
         auto transform = [&](BlockWorker& wk, int64_t c, OrderedReduction::Slot& slot) {
             slot.first = c * chunkBlocks;
             slot.count = std::min(chunkBlocks, blocks - slot.first);
+            // The chunk's stretch of the recording in one read where it is small: a read costs a system
+            // call, which here took as long as copying some 30 KB, and blocks are often that size.
+            const int64_t span = (slot.count - 1) * stride + n;
+            const bool oneRead = span <= kChunkReadSamples;
+            if (oneRead) wk.rec->Read(slot.first * stride, static_cast<int>(span), wk.span);
             for (int64_t r = 0; r < slot.count; ++r) {
                 const int64_t b = slot.first + r;
-                wk.rec->Read(b * stride, n, wk.raw);
+                if (oneRead) {
+                    wk.raw.Resize(n);
+                    std::memcpy(static_cast<void*>(wk.raw.Data()), wk.span.Data() + r * stride,
+                                sizeof(Cplx32) * static_cast<size_t>(n));
+                } else {
+                    wk.rec->Read(b * stride, n, wk.raw);
+                }
                 const VecCplx32& tuned = Tuned(*wk.plan, i, wk.raw, wk.block);
                 wk.plan->spectrum.Apply1(wk.mag, tuned, i);
                 // Keeps the second plan's per-tuning state in step; its result is not used.
