@@ -35,7 +35,7 @@ struct EMIDetectorConstants {
 // The detector state: twelve arrays of the same length, none overlapping another or the envelope.
 struct EMIDetectorState {
     double* peak;
-    double* qpCap;  // capacitor voltage, scaled so that a steady envelope E charges it to E
+    double* qpCap;  // capacitor voltage: a steady envelope E charges it to E / sineScale
     double* qpMeter1;
     double* qpMeter2;
     double* qpMax;
