@@ -8,6 +8,7 @@
 #include "kernel/EMIDetectorKernels.h"
 #include "kernel/FFTPlan.h"
 #include "kernel/Memory.h"
+#include "kernel/VectorKernels.h"
 
 namespace VELA {
 
@@ -230,8 +231,10 @@ void EMIReceiver::Configure(EMIBand band, double sampleRate, const double* offse
     m_hop = static_cast<int>(hop);
     m_count = count;
 
-    // Window normalised to unit sum: a tone of magnitude A on a bin centre gives |X| = A.
-    m_window.Resize(L);
+    // Window normalised to unit sum: a tone of magnitude A on a bin centre gives |X| = A. Each weight is
+    // held twice, for the real and the imaginary part of its sample, so that the frame is weighted by
+    // one element-wise product of floats.
+    m_window.Resize(2 * L);
     double sum = 0.0;
     const double centre = 0.5 * (L - 1);
     for (int i = 0; i < L; ++i) {
@@ -240,7 +243,9 @@ void EMIReceiver::Configure(EMIBand band, double sampleRate, const double* offse
     }
     for (int i = 0; i < L; ++i) {
         const double x = (i - centre) / sigmaSamples;
-        m_window[i] = static_cast<float>(std::exp(-0.5 * x * x) / sum);
+        const float w = static_cast<float>(std::exp(-0.5 * x * x) / sum);
+        m_window[2 * i] = w;
+        m_window[2 * i + 1] = w;
     }
 
     m_bins.Resize(count);
@@ -328,13 +333,9 @@ void EMIReceiver::Process(const VecCplx32& block) {
 
 void EMIReceiver::RunFrame(int start) {
     const int L = m_windowLength;
-    const Cplx32* x = m_history.Data() + start;
-    const float* w = m_window.Data();
     Cplx32* f = m_frame.Data();
-    for (int i = 0; i < L; ++i) {
-        f[i].re = x[i].re * w[i];
-        f[i].im = x[i].im * w[i];
-    }
+    std::memcpy(f, m_history.Data() + start, sizeof(Cplx32) * static_cast<size_t>(L));
+    kern::K().mul_f32(reinterpret_cast<float*>(f), m_window.Data(), 2 * L);
     kern::FFTExecC32(m_plan, reinterpret_cast<const float*>(f), reinterpret_cast<float*>(m_spectrum.Data()),
                      true, m_work);
     const kern::EMIDetectorKernelTable& k = kern::EDK();

@@ -165,7 +165,7 @@ class VELA_API EMIReceiver {
     kern::FFTPlan* m_plan = nullptr;
     void* m_work = nullptr;
 
-    VecReal32 m_window;            // Gaussian window, scaled so that a tone on a bin centre has magnitude 1
+    VecReal32 m_window;            // Gaussian window of unit sum, each weight twice (re, im)
     VecCplx32 m_history;           // the last windowLength-1 samples, then the block's samples still to use
     int m_histFill = 0;            // samples held in m_history
     long long m_histStart = 0;     // stream index of m_history[0] (negative: the silence before)
