@@ -208,9 +208,9 @@ TEST(EMIDetectorKernels, ZeroAndNegativeCountsTouchNothing) {
         kern::EDK().step_f64(env, -3, k.c, s.At(0));
         EXPECT_TRUE(s == before) << kern::EDK().name;
         double out[4] = {-1.0, -1.0, -1.0, -1.0};
-        const float spec[2] = {3.0f, 4.0f};
+        const float spectrum[2] = {3.0f, 4.0f};
         const int32_t bins[1] = {0};
-        kern::EDK().envelope_c32(spec, bins, out, 0);
+        kern::EDK().envelope_c32(spectrum, bins, out, 0);
         EXPECT_EQ(out[0], -1.0);
     }
 }
@@ -244,11 +244,11 @@ TEST(EMIDetectorKernels, EnvelopeIsTheMagnitudeOfEachBinAtEveryLevel) {
     const int bins = 2048;
     std::mt19937 rng(11);
     std::normal_distribution<float> nd(0.0f, 1.0f);
-    std::vector<float> spec(2 * bins);
-    for (float& v : spec)
+    std::vector<float> spectrum(2 * bins);
+    for (float& v : spectrum)
         v = nd(rng);
-    spec[0] = 3.0f;  // bin 0 is (3, 4): magnitude 5 exactly
-    spec[1] = 4.0f;
+    spectrum[0] = 3.0f;  // bin 0 is (3, 4): magnitude 5 exactly
+    spectrum[1] = 4.0f;
     std::uniform_int_distribution<int32_t> pick(0, bins - 1);
     for (int n : {1, 2, 3, 7, 8, 17, 33, 223}) {
         std::vector<int32_t> idx(static_cast<size_t>(n));
@@ -260,10 +260,10 @@ TEST(EMIDetectorKernels, EnvelopeIsTheMagnitudeOfEachBinAtEveryLevel) {
         for (kern::Variant level : Levels()) {
             ASSERT_TRUE(kern::SetVariant(level));
             std::vector<double> env(static_cast<size_t>(n) + 1, -7.0);
-            kern::EDK().envelope_c32(spec.data(), idx.data(), env.data(), n);
+            kern::EDK().envelope_c32(spectrum.data(), idx.data(), env.data(), n);
             for (int k = 0; k < n; ++k) {
-                const double re = spec[2 * static_cast<size_t>(idx[static_cast<size_t>(k)])];
-                const double im = spec[2 * static_cast<size_t>(idx[static_cast<size_t>(k)]) + 1];
+                const double re = spectrum[2 * static_cast<size_t>(idx[static_cast<size_t>(k)])];
+                const double im = spectrum[2 * static_cast<size_t>(idx[static_cast<size_t>(k)]) + 1];
                 // The same double arithmetic written out: squares and sum in double, a correctly rounded
                 // root.
                 EXPECT_EQ(env[static_cast<size_t>(k)], std::sqrt(re * re + im * im))
