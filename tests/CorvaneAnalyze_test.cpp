@@ -345,6 +345,152 @@ TEST_F(CorvaneAnalyze, MaxMinGivesTwoColumnsThatBracketTheMean) {
     }
 }
 
+// The block detectors share the blocks of a tuning out among worker threads; the reduction still runs
+// block by block in the recording's order, so the CSV is the same file for every thread count, for
+// each kind of input (every worker opens its own handle) and for stepped and single tunings.
+TEST_F(CorvaneAnalyze, EveryThreadCountGivesTheSameTraceFile) {
+    struct Case {
+        std::string name;
+        std::vector<std::string> args;
+    };
+    const std::vector<Case> cases = {
+        {"sigmf stepped", Stepped(Rec("rec-cf32.sigmf-meta"), {"--rbw", "30k", "--blocks", "150"})},
+        {"iqt stepped", Stepped(Rec("rec.iqt"), {"--rbw", "30k", "--blocks", "70"})},
+        {"raw one tuning", {Rec("rec.cf32"), "--rate", "10M", "--center", "100M", "--rbw", "20k"}},
+    };
+    for (const Case& c : cases) {
+        for (const char* det : {"mean", "peak", "min", "max-min", "rms"}) {
+            std::string first;
+            for (const char* threads : {"1", "2", "3", "7"}) {
+                std::vector<std::string> args = c.args;
+                args.insert(args.end(), {"--detector", det, "--threads", threads, "-q", "-o", "t.csv"});
+                const RunResult r = RunTool(args);
+                ASSERT_EQ(r.code, 0) << c.name << " " << det << " threads " << threads << ": " << r.err;
+                const std::string csv = ReadAll("t.csv");
+                ASSERT_GT(csv.size(), 100u);
+                if (first.empty())
+                    first = csv;
+                else
+                    EXPECT_TRUE(csv == first)
+                        << c.name << " " << det << ": threads " << threads << " differ from one thread";
+            }
+        }
+    }
+}
+
+// Blocks too long to be read a chunk at a time are read one by one. Their transforms are long enough
+// for plans measured by FFTW, which may round differently from one process to the next; with the plans
+// fixed by a wisdom file, every thread count again gives the same file.
+TEST_F(CorvaneAnalyze, LongBlocksReadOneByOneGiveTheSameTraceForEveryThreadCount) {
+    for (const char* det : {"mean", "max-min"}) {
+        std::string first;
+        for (const char* threads : {"1", "2", "3"}) {
+            const RunResult r =
+                RunTool({Rec("rec.cf32"), "--rate", "10M", "--center", "100M", "--rbw", "200", "--detector",
+                         det, "--threads", threads, "--fft-wisdom", "w.fftw", "-q", "-o", "t.csv"});
+            ASSERT_EQ(r.code, 0) << det << " threads " << threads << ": " << r.err;
+            const std::string csv = ReadAll("t.csv");
+            ASSERT_EQ(ReadCsv(csv).freq.size(), 1001u);
+            if (first.empty())
+                first = csv;
+            else
+                EXPECT_TRUE(csv == first) << det << ": threads " << threads << " differ from one thread";
+        }
+    }
+}
+
+TEST_F(CorvaneAnalyze, MoreThreadsThanBlocksStillMeasure) {
+    std::string traces[2];
+    int k = 0;
+    for (const char* threads : {"1", "8"}) {
+        const RunResult r =
+            RunTool(Stepped(Rec("rec-ci16.sigmf-meta"),
+                            {"--rbw", "30k", "--blocks", "3", "--threads", threads, "-o", "t.csv"}));
+        ASSERT_EQ(r.code, 0) << r.err;
+        traces[k++] = ReadAll("t.csv");
+    }
+    ASSERT_EQ(ReadCsv(traces[0]).freq.size(), 801u);
+    EXPECT_TRUE(traces[0] == traces[1]);
+}
+
+// One tuning on the recording's own centre at its own rate: the tuner passes the samples through.
+// The max-min columns are the traces of the peak and min detectors, point for point.
+TEST_F(CorvaneAnalyze, MaxMinOnTheRecordingsOwnCentreIsPeakAndMin) {
+    const std::vector<std::string> band = {Rec("rec.cf32"), "--rate", "10M",      "--center", "100M",
+                                           "--rbw",         "20k",    "--blocks", "40"};
+    std::map<std::string, CsvTrace> t;
+    for (const char* det : {"max-min", "peak", "min"}) {
+        std::vector<std::string> args = band;
+        args.insert(args.end(), {"--detector", det, "-o", "t.csv"});
+        const RunResult r = RunTool(args);
+        ASSERT_EQ(r.code, 0) << det << ": " << r.err;
+        t[det] = ReadCsv(ReadAll("t.csv"));
+    }
+    ASSERT_EQ(t["max-min"].columns.size(), 2u);
+    ASSERT_EQ(t["max-min"].freq.size(), 1001u);
+    for (size_t k = 0; k < t["max-min"].freq.size(); ++k) {
+        EXPECT_EQ(t["max-min"].columns[0][k], t["peak"].columns[0][k]) << t["peak"].freq[k];
+        EXPECT_EQ(t["max-min"].columns[1][k], t["min"].columns[0][k]) << t["min"].freq[k];
+    }
+    for (const auto& tone : tones_) {
+        const size_t k = Nearest(t["peak"].freq, center_ + tone.first);
+        EXPECT_NEAR(t["peak"].columns[0][k], tone.second, 0.1) << tone.first;
+    }
+}
+
+// A wisdom file is written by the first run that plans with it and read by the next, which then
+// plans the same transforms: the same trace to the last bit. Measured plans differ from estimated
+// ones by float rounding only.
+TEST_F(CorvaneAnalyze, FftWisdomFileIsWrittenThenReusedAndChangesOnlyRounding) {
+    const std::vector<std::string> base = {Rec("rec.cf32"), "--rate",   "10M",      "--center", "100M",
+                                           "--rbw",         "50k",      "--points", "501",      "--detector",
+                                           "mean",          "--blocks", "30"};
+    auto run = [&](std::vector<std::string> more, const std::string& csv) {
+        std::vector<std::string> args = base;
+        args.insert(args.end(), more.begin(), more.end());
+        args.insert(args.end(), {"-o", csv});
+        const RunResult r = RunTool(args);
+        EXPECT_EQ(r.code, 0) << r.err;
+        return ReadAll(csv);
+    };
+    const std::string plain = run({}, "plain.csv");
+    ASSERT_FALSE(fs::exists("w.fftw"));
+    const std::string first = run({"--fft-wisdom", "w.fftw"}, "first.csv");
+    ASSERT_TRUE(fs::exists("w.fftw"));
+    const std::string wisdom = ReadAll("w.fftw");
+    EXPECT_NE(wisdom.find("fftwf_wisdom"), std::string::npos);
+    const std::string second = run({"--fft-wisdom", "w.fftw"}, "second.csv");
+    EXPECT_TRUE(first == second);
+    EXPECT_EQ(ReadAll("w.fftw"), wisdom);  // nothing new to learn
+    const CsvTrace a = ReadCsv(plain), b = ReadCsv(first);
+    ASSERT_EQ(a.freq.size(), 501u);
+    ASSERT_EQ(b.freq.size(), 501u);
+    // Rounding of a float transform is relative to the largest value it holds: compare amplitudes
+    // against the strongest tone's (a relative error of a few float epsilons times log2 of the length).
+    double peak = 0.0;
+    for (double v : a.columns[0])
+        peak = std::max(peak, std::pow(10.0, v / 20.0));
+    for (size_t k = 0; k < a.freq.size(); ++k)
+        EXPECT_NEAR(std::pow(10.0, a.columns[0][k] / 20.0), std::pow(10.0, b.columns[0][k] / 20.0),
+                    2e-6 * peak)
+            << a.freq[k];
+    // No temporary file is left beside the wisdom.
+    int files = 0;
+    for (const auto& e : fs::directory_iterator("."))
+        files += e.path().filename().string().find("w.fftw") != std::string::npos;
+    EXPECT_EQ(files, 1);
+}
+
+TEST_F(CorvaneAnalyze, FftWisdomFileThatIsNotWisdomExitsWithCode3) {
+    std::ofstream("bad.fftw") << "(not wisdom)\n";
+    const RunResult r =
+        RunTool({Rec("rec.cf32"), "--rate", "10M", "--fft-wisdom", "bad.fftw", "-o", "x.csv"});
+    EXPECT_EQ(r.code, 3) << r.err;
+    EXPECT_NE(r.err.find("bad.fftw"), std::string::npos) << r.err;
+    EXPECT_FALSE(fs::exists("x.csv"));
+    EXPECT_EQ(ReadAll("bad.fftw"), "(not wisdom)\n");
+}
+
 TEST_F(CorvaneAnalyze, LinearUnitIsPowerOfTheDecibelTrace) {
     const RunResult a =
         RunTool(Stepped(Rec("rec-ci16.sigmf-meta"), {"--rbw", "30k", "--blocks", "50", "-o", "db.csv"}));
@@ -524,6 +670,11 @@ TEST_F(CorvaneAnalyze, BadArgumentsExitWithCode2AndOneLine) {
         {"two inputs", {meta, Rec("rec.iqt"), "-o", "x.csv"}},
         {"same output twice", {meta, "-o", "x.png", "--png", "x.png"}},
         {"blocks zero", {meta, "--blocks", "0", "-o", "x.csv"}},
+        {"wisdom is the output", {meta, "--fft-wisdom", "x.csv", "-o", "x.csv"}},
+        {"wisdom without a name", {meta, "-o", "x.csv", "--fft-wisdom", ""}},
+        {"threads zero", {meta, "--threads", "0", "-o", "x.csv"}},
+        {"threads too many", {meta, "--threads", "65", "-o", "x.csv"}},
+        {"threads not a number", {meta, "--threads", "two", "-o", "x.csv"}},
     };
     for (const auto& c : cases)
         ExpectFailure(RunTool(c.second), 2, c.first);

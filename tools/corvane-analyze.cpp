@@ -27,13 +27,18 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #ifndef CORVANE_ANALYZE_DEMO_SOURCE
@@ -74,6 +79,9 @@ class Recording {
     virtual ~Recording() = default;
     // `n` samples from sample `first` into `out` (resized to n); the range lies inside [0, count).
     virtual void Read(int64_t first, int n, VecCplx32& out) = 0;
+    // A second handle on the same recording, for a worker thread: handles keep read scratch of their
+    // own, so two handles may read at the same time.
+    virtual std::unique_ptr<Recording> Reopen() const = 0;
     double rate = 0.0;
     double center = 0.0;
     int64_t count = 0;
@@ -99,6 +107,9 @@ class RawCf32Recording : public Recording {
     }
     ~RawCf32Recording() override {
         if (fd_ >= 0) ::close(fd_);
+    }
+    std::unique_ptr<Recording> Reopen() const override {
+        return std::make_unique<RawCf32Recording>(path_, rate, center);
     }
     void Read(int64_t first, int n, VecCplx32& out) override {
         out.Resize(n);
@@ -140,6 +151,7 @@ class IqtRecording : public Recording {
             Fail(kExitInput, path + ": the sample rate or centre frequency is not a finite number");
         kind = ".iqt";
     }
+    std::unique_ptr<Recording> Reopen() const override { return std::make_unique<IqtRecording>(path_); }
     void Read(int64_t first, int n, VecCplx32& out) override {
         const int64_t f0 = first / fftPoints_;
         const int64_t f1 = (first + n - 1) / fftPoints_;
@@ -180,6 +192,7 @@ class SigMFRecording : public Recording {
         center = reader_->GetCenterFrequency();
         kind = "SigMF " + reader_->GetDatatype();
     }
+    std::unique_ptr<Recording> Reopen() const override { return std::make_unique<SigMFRecording>(path_); }
     void Read(int64_t first, int n, VecCplx32& out) override {
         try {
             reader_->Read(first, n, out);
@@ -266,9 +279,11 @@ struct Options {
     const DetectorChoice* detector = &kDetectors[1];
     PowerUnit unit = PowerUnitDB;
     int64_t maxBlocks = 0;  // 0: all the recording holds
+    int threads = 0;        // 0: automatic (DefaultThreads)
     bool haveBand = false;  // qp: the CISPR band, else the band of the span's centre
     EMIBand band = EMIBand::B;
     std::string csv, mat, png;
+    std::string wisdom;  // FFTW wisdom file; empty: plans estimated afresh in every run
     bool quiet = false, verbose = false, help = false;
 };
 
@@ -308,11 +323,22 @@ void PrintHelp() {
         "                        span steps a decimating tuner across the band\n"
         "  --blocks N            at most N blocks (acquisitions) per tuning (default: all the recording\n"
         "                        holds); qp: at most N blocks of 65536 samples\n"
+        "  --threads N           worker threads for the block detectors (mean, peak, min, max-min, rms);\n"
+        "                        default: the number of cores, at most 4. The trace is the same for\n"
+        "                        every N (with the same transform plans: transforms of 2 MiB and more\n"
+        "                        are planned by measuring, which may round differently from run to\n"
+        "                        run unless --fft-wisdom fixes them); the CISPR detectors and qp\n"
+        "                        always run on one thread\n"
         "\n"
         "Output (without any, the CSV goes to standard output):\n"
         "  -o, --csv FILE        CSV: frequency_Hz,level (max-min: frequency_Hz,max,min)\n"
         "  --mat FILE            MAT-file with the variables frequency, level (and level_min), rbw, unit\n"
         "  --png FILE            plot of the trace (needs octave-cli on PATH)\n"
+        "  --fft-wisdom FILE     keep the Fourier transforms' plans (FFTW wisdom) in FILE: read when it\n"
+        "                        exists, and the plans are then measured, not estimated; written back when\n"
+        "                        this run made new ones. A first run spends about a second per new\n"
+        "                        transform length measuring; later runs transform faster (on this\n"
+        "                        machine's FFTW only: the file is not portable)\n"
         "  -q, --quiet           no progress bar and no summary on standard error\n"
         "  -v, --verbose         the plan (tunings, RBW, blocks) on standard error\n"
         "  -h, --help            this text\n"
@@ -406,6 +432,8 @@ Options ParseArguments(int argc, char** argv) {
             o.points = static_cast<int>(ParseCount(a, value(), 2, 10000000));
         } else if (a == "--blocks") {
             o.maxBlocks = ParseCount(a, value(), 1, INT64_MAX);
+        } else if (a == "--threads") {
+            o.threads = static_cast<int>(ParseCount(a, value(), 1, 64));
         } else if (a == "--band") {
             const std::string v = value();
             if (v == "A" || v == "a")
@@ -452,6 +480,9 @@ Options ParseArguments(int argc, char** argv) {
             o.mat = value();
         } else if (a == "--png") {
             o.png = value();
+        } else if (a == "--fft-wisdom") {
+            o.wisdom = value();
+            if (o.wisdom.empty()) Fail(kExitUsage, "--fft-wisdom: needs a file name");
         } else if (a == "-q" || a == "--quiet") {
             o.quiet = true;
         } else if (a == "-v" || a == "--verbose") {
@@ -492,6 +523,8 @@ Options ParseArguments(int argc, char** argv) {
             Fail(kExitUsage, "two outputs name the same file \"" + *p + "\"");
     if (!o.mat.empty() && o.mat == o.png)
         Fail(kExitUsage, "two outputs name the same file \"" + o.mat + "\"");
+    if (!o.wisdom.empty() && (o.wisdom == o.csv || o.wisdom == o.mat || o.wisdom == o.png))
+        Fail(kExitUsage, "two outputs name the same file \"" + o.wisdom + "\"");
     return o;
 }
 
@@ -674,6 +707,150 @@ void PrintPlan(const Options& o, const Plan& p, const Trace& t) {
                      p.numSamples[i], p.numPoints[i]);
 }
 
+// The threads the block detectors use when --threads is not given: one per core, at most four (the
+// workers share the recording's reads, and beyond a few cores the page cache's copying bounds them).
+int DefaultThreads() {
+    const unsigned cores = std::thread::hardware_concurrency();
+    return static_cast<int>(std::clamp(cores, 1u, 4u));
+}
+
+// Adds block `b`'s magnitudes to the running reduction of its tuning: the first block starts it.
+void ReduceBlock(std::vector<double>& acc, std::vector<double>& accMin, const float* mag, size_t m, int64_t b,
+                 TimeReduction reduction) {
+    if (b == 0) {
+        acc.assign(m, 0.0);
+        accMin.assign(m, 0.0);
+        for (size_t k = 0; k < m; ++k) {
+            const double v = mag[k];
+            acc[k] = reduction == TimeReduction::MeanPower ? v * v : v;
+            accMin[k] = v;
+        }
+        return;
+    }
+    switch (reduction) {
+        case TimeReduction::MeanPower:
+            for (size_t k = 0; k < m; ++k) {
+                const double v = mag[k];
+                acc[k] += v * v;
+            }
+            break;
+        case TimeReduction::Maximum:
+            for (size_t k = 0; k < m; ++k)
+                acc[k] = std::max(acc[k], static_cast<double>(mag[k]));
+            break;
+        case TimeReduction::Minimum:
+            for (size_t k = 0; k < m; ++k)
+                acc[k] = std::min(acc[k], static_cast<double>(mag[k]));
+            break;
+        case TimeReduction::MaxAndMin:
+            for (size_t k = 0; k < m; ++k) {
+                acc[k] = std::max(acc[k], static_cast<double>(mag[k]));
+                accMin[k] = std::min(accMin[k], static_cast<double>(mag[k]));
+            }
+            break;
+        default:
+            break;
+    }
+}
+
+// One worker of the block average: a handle on the recording and a plan of its own (the transform's
+// and the tuner's scratch live in their objects, which serve one thread at a time).
+struct BlockWorker {
+    std::unique_ptr<Recording> ownRec;
+    std::unique_ptr<Plan> ownPlan;
+    Recording* rec = nullptr;
+    Plan* plan = nullptr;
+    VecCplx32 span, raw, block;
+    VecReal32 mag, spare;
+};
+
+// The most samples (8 bytes each) a worker reads at once for a chunk of blocks.
+constexpr int64_t kChunkReadSamples = int64_t{1} << 17;
+
+// The blocks of a tuning are cut into chunks of consecutive blocks. A worker claims the next chunk,
+// transforms its blocks into one of a few slots, and hands it back; whoever hands back a chunk adds
+// every finished chunk that is next in line to the shared reduction, block by block. So the sums are
+// formed in the recording's order whatever the number of threads, and every thread count gives the
+// same trace to the last bit. A worker waits only when the slots are all taken by chunks that wait
+// for an earlier one, so a worker that the system holds back for a while does not stop the others.
+class OrderedReduction {
+  public:
+    OrderedReduction(std::vector<double>& acc, std::vector<double>& accMin, TimeReduction reduction,
+                     Progress& progress, int64_t chunks, int slots)
+        : acc_(acc),
+          accMin_(accMin),
+          reduction_(reduction),
+          progress_(progress),
+          chunks_(chunks),
+          slots_(static_cast<size_t>(slots)) {}
+
+    struct Slot {
+        std::vector<float> rows;  // `count` blocks of `m` magnitudes
+        int64_t first = 0, count = 0;
+        size_t m = 0;
+        bool ready = false;
+    };
+
+    // The next chunk to transform and the slot for it, or -1 when all are taken or a worker failed.
+    int64_t Claim(Slot*& slot) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        turn_.wait(lock, [&] {
+            return failed_ || claimed_ >= chunks_ || claimed_ - next_ < static_cast<int64_t>(slots_.size());
+        });
+        if (failed_ || claimed_ >= chunks_) return -1;
+        slot = &slots_[static_cast<size_t>(claimed_ % static_cast<int64_t>(slots_.size()))];
+        return claimed_++;
+    }
+    // Chunk `c`, transformed into its slot, joins the queue; the chunks next in line are reduced.
+    void HandBack(int64_t c) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (failed_) return;
+        slots_[static_cast<size_t>(c % static_cast<int64_t>(slots_.size()))].ready = true;
+        for (;;) {
+            Slot& s = slots_[static_cast<size_t>(next_ % static_cast<int64_t>(slots_.size()))];
+            if (next_ >= claimed_ || !s.ready) break;
+            if (s.first > 0 && acc_.size() != s.m) {
+                // Every block of a tuning gives the same number of bins; anything else is a fault.
+                failed_ = true;
+                error_ =
+                    std::make_exception_ptr(Failure{kExitFailure, "the blocks of a tuning differ in size"});
+                break;
+            }
+            for (int64_t r = 0; r < s.count; ++r) {
+                ReduceBlock(acc_, accMin_, s.rows.data() + static_cast<size_t>(r) * s.m, s.m, s.first + r,
+                            reduction_);
+                progress_.Step();
+            }
+            s.ready = false;
+            ++next_;
+        }
+        turn_.notify_all();
+    }
+    void Fail(std::exception_ptr e) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (!failed_) error_ = e;
+        failed_ = true;
+        turn_.notify_all();
+    }
+    void RethrowAnyFailure() {
+        if (error_) std::rethrow_exception(error_);
+    }
+
+  private:
+    std::vector<double>& acc_;
+    std::vector<double>& accMin_;
+    TimeReduction reduction_;
+    Progress& progress_;
+    const int64_t chunks_;
+    std::vector<Slot> slots_;
+    std::mutex mutex_;
+    std::condition_variable turn_;
+    int64_t claimed_ = 0;  // chunks handed out
+    int64_t next_ = 0;     // the next chunk to reduce
+    bool failed_ = false;
+    std::exception_ptr error_;
+};
+
 // The block average path: consecutive blocks of the recording, reduced over time per bin.
 void MeasureBlockAverage(Trace& t, const Options& o, Recording& rec, double start, double stop, double rbw) {
     const DetectorChoice& det = *o.detector;
@@ -709,53 +886,100 @@ void MeasureBlockAverage(Trace& t, const Options& o, Recording& rec, double star
     t.blocksPerTuning = blocks;
     PrintPlan(o, p, t);
 
+    // Chunks of at most 16 blocks whose magnitudes take about 256 KB at most (four slots of them per
+    // thread), so that chunks are reduced often and the memory stays small. A block gives fewer bins
+    // than its samples and the trace's points together.
+    int64_t binsMost = 1;
+    for (int i = 0; i < tunings; ++i)
+        binsMost = std::max<int64_t>(binsMost, int64_t{need[static_cast<size_t>(i)]} + o.points);
+    const int64_t chunkBlocks = std::clamp<int64_t>((int64_t{1} << 16) / binsMost, 1, 16);
+    const int64_t chunks = (blocks + chunkBlocks - 1) / chunkBlocks;
+    const int threads =
+        static_cast<int>(std::min<int64_t>(o.threads > 0 ? o.threads : DefaultThreads(), chunks));
+    std::vector<BlockWorker> workers(static_cast<size_t>(threads));
+    for (int w = 0; w < threads; ++w) {
+        BlockWorker& wk = workers[static_cast<size_t>(w)];
+        if (w == 0) {
+            wk.rec = &rec;
+            wk.plan = &p;
+        } else {
+            wk.ownRec = rec.Reopen();
+            wk.ownPlan = std::make_unique<Plan>();
+            MakePlan(*wk.ownPlan, o, rec, start, stop, rbw, 0);
+            wk.rec = wk.ownRec.get();
+            wk.plan = wk.ownPlan.get();
+        }
+    }
+
     Progress progress(!o.quiet, blocks * tunings);
-    VecCplx32 raw, block;
-    VecReal32 mag, reduced, reducedMin, out;
+    VecReal32 reduced, reducedMin, out;
     std::vector<double> acc, accMin;
     for (int i = 0; i < tunings; ++i) {
-        const int n = TuneTo(p, i);
         const int64_t stride = static_cast<int64_t>(p.numSamples[i]) * p.decimation;
-        for (int64_t b = 0; b < blocks; ++b) {
-            rec.Read(b * stride, n, raw);
-            p.spectrum.Apply1(mag, Tuned(p, i, raw, block), i);
-            if (twoTracks && b == 0) {
+        for (BlockWorker& wk : workers)
+            TuneTo(*wk.plan, i);
+        const int n = need[static_cast<size_t>(i)];
+        OrderedReduction reduction(acc, accMin, det.reduction, progress, chunks, 4 * threads);
+        // Chunk c's blocks read, tuned and transformed into its slot, then handed back.
+        auto transform = [&](BlockWorker& wk, int64_t c, OrderedReduction::Slot& slot) {
+            slot.first = c * chunkBlocks;
+            slot.count = std::min(chunkBlocks, blocks - slot.first);
+            // The chunk's stretch of the recording in one read where it is small: a read costs a system
+            // call, which here took as long as copying some 30 KB, and blocks are often that size.
+            const int64_t span = (slot.count - 1) * stride + n;
+            const bool oneRead = span <= kChunkReadSamples;
+            if (oneRead) wk.rec->Read(slot.first * stride, static_cast<int>(span), wk.span);
+            for (int64_t r = 0; r < slot.count; ++r) {
+                const int64_t b = slot.first + r;
+                if (oneRead) {
+                    wk.raw.Resize(n);
+                    std::memcpy(static_cast<void*>(wk.raw.Data()), wk.span.Data() + r * stride,
+                                sizeof(Cplx32) * static_cast<size_t>(n));
+                } else {
+                    wk.rec->Read(b * stride, n, wk.raw);
+                }
+                const VecCplx32& tuned = Tuned(*wk.plan, i, wk.raw, wk.block);
+                wk.plan->spectrum.Apply1(wk.mag, tuned, i);
                 // Keeps the second plan's per-tuning state in step; its result is not used.
-                minPlan->spectrum.Apply1(reducedMin, block, i);
-            }
-            const size_t m = static_cast<size_t>(mag.GetSize());
-            if (b == 0) {
-                acc.assign(m, 0.0);
-                accMin.assign(m, 0.0);
-                for (size_t k = 0; k < m; ++k) {
-                    const double v = mag[static_cast<int>(k)];
-                    acc[k] = det.reduction == TimeReduction::MeanPower ? v * v : v;
-                    accMin[k] = v;
+                if (minPlan && b == 0) minPlan->spectrum.Apply1(wk.spare, tuned, i);
+                if (r == 0) {
+                    slot.m = static_cast<size_t>(wk.mag.GetSize());
+                    slot.rows.resize(slot.m * static_cast<size_t>(slot.count));
+                } else if (static_cast<size_t>(wk.mag.GetSize()) != slot.m) {
+                    Fail(kExitFailure, "the blocks of a tuning differ in size");
                 }
-            } else {
-                for (size_t k = 0; k < m; ++k) {
-                    const double v = mag[static_cast<int>(k)];
-                    switch (det.reduction) {
-                        case TimeReduction::MeanPower:
-                            acc[k] += v * v;
-                            break;
-                        case TimeReduction::Maximum:
-                            acc[k] = std::max(acc[k], v);
-                            break;
-                        case TimeReduction::Minimum:
-                            acc[k] = std::min(acc[k], v);
-                            break;
-                        case TimeReduction::MaxAndMin:
-                            acc[k] = std::max(acc[k], v);
-                            accMin[k] = std::min(accMin[k], v);
-                            break;
-                        default:
-                            break;
-                    }
-                }
+                std::copy(wk.mag.Data(), wk.mag.Data() + slot.m,
+                          slot.rows.data() + static_cast<size_t>(r) * slot.m);
             }
-            progress.Step();
+            reduction.HandBack(c);
+        };
+        constexpr int64_t kClaimFirst = -2;
+        auto work = [&](int w, int64_t c, OrderedReduction::Slot* slot) {
+            BlockWorker& wk = workers[static_cast<size_t>(w)];
+            try {
+                if (c == kClaimFirst) c = reduction.Claim(slot);
+                for (; c >= 0; c = reduction.Claim(slot))
+                    transform(wk, c, *slot);
+            } catch (...) {
+                reduction.Fail(std::current_exception());
+            }
+        };
+        // The first chunk goes to the calling thread, whose plan then serves every tuning at least once.
+        OrderedReduction::Slot* firstSlot = nullptr;
+        const int64_t firstChunk = reduction.Claim(firstSlot);
+        std::vector<std::thread> pool;
+        for (int w = 1; w < threads; ++w) {
+            try {
+                pool.emplace_back(work, w, kClaimFirst, nullptr);
+            } catch (const std::system_error&) {
+                break;  // no more threads to be had: those running share the chunks
+            }
         }
+        work(0, firstChunk, firstSlot);
+        for (std::thread& th : pool)
+            th.join();
+        reduction.RethrowAnyFailure();
+
         // Back to magnitudes, which Apply2 squares into power before it detects.
         const int m = static_cast<int>(acc.size());
         reduced.Resize(m);
@@ -1093,6 +1317,16 @@ int Run(int argc, char** argv) {
     }
     std::unique_ptr<Recording> rec = OpenRecording(o);
     const std::string source = o.input.empty() ? "demo recording" : o.input;
+    // With a wisdom file the plans are measured: the planner then times candidate algorithms, which
+    // costs about a second per new transform length but gives faster transforms, and the file keeps
+    // what it learnt for the next run.
+    std::string wisdomBefore;
+    if (!o.wisdom.empty()) {
+        if (IsFile(o.wisdom) && !FFTPlanning::ImportWisdomFromFile(o.wisdom))
+            Fail(kExitInput, o.wisdom + ": not FFTW wisdom of this machine's FFTW");
+        FFTPlanning::SetRigour(FFTPlanningMeasure);
+        wisdomBefore = FFTPlanning::ExportWisdom();
+    }
     Trace t;
     try {
         t = Measure(o, *rec);
@@ -1114,6 +1348,9 @@ int Run(int argc, char** argv) {
         outputs.push_back(std::make_unique<OutputFile>(o.png));
         WritePng(*outputs.back(), o.png, t, o, source);
     }
+    if (!o.wisdom.empty() && FFTPlanning::ExportWisdom() != wisdomBefore &&
+        !FFTPlanning::ExportWisdomToFile(o.wisdom))
+        Fail(kExitFailure, o.wisdom + ": cannot be written");
     for (auto& out : outputs)
         out->Commit();
     if (o.csv.empty() && o.mat.empty() && o.png.empty()) {

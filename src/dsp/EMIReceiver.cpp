@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <cstring>
 
+#include "kernel/EMIDetectorKernels.h"
 #include "kernel/FFTPlan.h"
 #include "kernel/Memory.h"
+#include "kernel/VectorKernels.h"
 
 namespace VELA {
 
@@ -44,9 +46,6 @@ int64_t TransformLength(int64_t target) {
         n <<= 1;
     return n;
 }
-
-// Steps of the diode's drive table over sqrt(1 - V/E) in [0, 1].
-constexpr int kDriveSteps = 1024;
 
 // Mean over a carrier cycle of max(cos t - x, 0): the charging current of a diode detector whose
 // capacitor holds x times the carrier's crest, per unit crest and unit charge resistance. The diode
@@ -232,8 +231,10 @@ void EMIReceiver::Configure(EMIBand band, double sampleRate, const double* offse
     m_hop = static_cast<int>(hop);
     m_count = count;
 
-    // Window normalised to unit sum: a tone of magnitude A on a bin centre gives |X| = A.
-    m_window.Resize(L);
+    // Window normalised to unit sum: a tone of magnitude A on a bin centre gives |X| = A. Each weight is
+    // held twice, for the real and the imaginary part of its sample, so that the frame is weighted by
+    // one element-wise product of floats.
+    m_window.Resize(2 * L);
     double sum = 0.0;
     const double centre = 0.5 * (L - 1);
     for (int i = 0; i < L; ++i) {
@@ -242,7 +243,9 @@ void EMIReceiver::Configure(EMIBand band, double sampleRate, const double* offse
     }
     for (int i = 0; i < L; ++i) {
         const double x = (i - centre) / sigmaSamples;
-        m_window[i] = static_cast<float>(std::exp(-0.5 * x * x) / sum);
+        const float w = static_cast<float>(std::exp(-0.5 * x * x) / sum);
+        m_window[2 * i] = w;
+        m_window[2 * i + 1] = w;
     }
 
     m_bins.Resize(count);
@@ -264,9 +267,9 @@ void EMIReceiver::Configure(EMIBand band, double sampleRate, const double* offse
     QuasiPeakDiode(rc, steady, par.chargeTC, par.dischargeTC);
     m_chargeGain = dt / rc;
     m_sineScale = 1.0 / steady;
-    m_drive.Resize(kDriveSteps + 1);
-    for (int i = 0; i <= kDriveSteps; ++i) {
-        const double sq = static_cast<double>(i) / kDriveSteps;
+    m_drive.Resize(kern::kEMIDriveSteps + 1);
+    for (int i = 0; i <= kern::kEMIDriveSteps; ++i) {
+        const double sq = static_cast<double>(i) / kern::kEMIDriveSteps;
         m_drive[i] = DiodeDrive(1.0 - sq * sq);
     }
     m_meterGain = -std::expm1(-dt / par.meterTC);
@@ -330,79 +333,26 @@ void EMIReceiver::Process(const VecCplx32& block) {
 
 void EMIReceiver::RunFrame(int start) {
     const int L = m_windowLength;
-    const Cplx32* x = m_history.Data() + start;
-    const float* w = m_window.Data();
     Cplx32* f = m_frame.Data();
-    for (int i = 0; i < L; ++i) {
-        f[i].re = x[i].re * w[i];
-        f[i].im = x[i].im * w[i];
-    }
+    std::memcpy(f, m_history.Data() + start, sizeof(Cplx32) * static_cast<size_t>(L));
+    kern::K().mul_f32(reinterpret_cast<float*>(f), m_window.Data(), 2 * L);
     kern::FFTExecC32(m_plan, reinterpret_cast<const float*>(f), reinterpret_cast<float*>(m_spectrum.Data()),
                      true, m_work);
-    const Cplx32* s = m_spectrum.Data();
-    const int32_t* bins = m_bins.Data();
-    double* env = m_env.Data();
-    for (int k = 0; k < m_count; ++k) {
-        const Cplx32 v = s[bins[k]];
-        env[k] = std::sqrt(static_cast<double>(v.re) * v.re + static_cast<double>(v.im) * v.im);
-    }
-    Detect(env);
+    const kern::EMIDetectorKernelTable& k = kern::EDK();
+    k.envelope_c32(reinterpret_cast<const float*>(m_spectrum.Data()), m_bins.Data(), m_env.Data(), m_count);
+    Detect(m_env.Data());
 }
 
+// Every measuring frequency's detectors take one envelope step, all frequencies at once in the kernel
+// (one vector lane per frequency).
 void EMIReceiver::Detect(const double* env) {
-    const int n = m_count;
-    const double dd = m_dischargeDecay, kq = m_chargeGain, vs = m_sineScale;
-    const double g = m_meterGain, gr = m_rmsGain;
-    const double* tab = m_drive.Data();
-    double* __restrict peak = m_peak.Data();
-    double* __restrict cap = m_qpCap.Data();
-    double* __restrict q1 = m_qpMeter1.Data();
-    double* __restrict q2 = m_qpMeter2.Data();
-    double* __restrict qmax = m_qpMax.Data();
-    double* __restrict a1 = m_avMeter1.Data();
-    double* __restrict a2 = m_avMeter2.Data();
-    double* __restrict amax = m_avMax.Data();
-    double* __restrict pw = m_rmsPower.Data();
-    double* __restrict r1 = m_rmsMeter1.Data();
-    double* __restrict r2 = m_rmsMeter2.Data();
-    double* __restrict rmax = m_rmsMax.Data();
-    for (int k = 0; k < n; ++k) {
-        const double e = env[k];
-        peak[k] = std::max(peak[k], e);
-
-        // Quasi-peak: the diode's charging current averaged over a carrier cycle, e G(sqrt(1 - V/e)),
-        // from the table; the capacitor always discharges.
-        const double v = cap[k];
-        const double x = (e > v) ? v / e : 1.0;
-        const double sq = std::sqrt(1.0 - x);
-        const double pos = sq * kDriveSteps;
-        const int i = std::min(static_cast<int>(pos), kDriveSteps - 1);
-        const double drive = e * (tab[i] + (pos - i) * (tab[i + 1] - tab[i]));
-        const double c = v * dd + kq * drive;
-        cap[k] = c;
-        const double m1 = q1[k] + g * (c * vs - q1[k]);
-        const double m2 = q2[k] + g * (m1 - q2[k]);
-        q1[k] = m1;
-        q2[k] = m2;
-        qmax[k] = std::max(qmax[k], m2);
-
-        // Average: the envelope through the meter.
-        const double v1 = a1[k] + g * (e - a1[k]);
-        const double v2 = a2[k] + g * (v1 - a2[k]);
-        a1[k] = v1;
-        a2[k] = v2;
-        amax[k] = std::max(amax[k], v2);
-
-        // RMS-average: mean square over the corner's time constant, its root through the meter.
-        const double p = pw[k] + gr * (e * e - pw[k]);
-        pw[k] = p;
-        const double rt = std::sqrt(p);
-        const double s1 = r1[k] + g * (rt - r1[k]);
-        const double s2 = r2[k] + g * (s1 - r2[k]);
-        r1[k] = s1;
-        r2[k] = s2;
-        rmax[k] = std::max(rmax[k], s2);
-    }
+    const kern::EMIDetectorConstants c = {m_dischargeDecay, m_chargeGain, m_sineScale,
+                                          m_meterGain,      m_rmsGain,    m_drive.Data()};
+    const kern::EMIDetectorState s = {m_peak.Data(),      m_qpCap.Data(),     m_qpMeter1.Data(),
+                                      m_qpMeter2.Data(),  m_qpMax.Data(),     m_avMeter1.Data(),
+                                      m_avMeter2.Data(),  m_avMax.Data(),     m_rmsPower.Data(),
+                                      m_rmsMeter1.Data(), m_rmsMeter2.Data(), m_rmsMax.Data()};
+    kern::EDK().step_f64(env, m_count, c, s);
 }
 
 void EMIReceiver::GetReadings(VecReal64& out, EMIDetector detector) const {

@@ -50,7 +50,8 @@
 // GetElapsedTime gives the time seen so far.
 //
 // Cost. Per envelope sample one transform of fftLength points (the power of two at or above
-// 14 sampleRate/B6) and the detectors of every measuring frequency. With the envelope at about 8 B6,
+// 14 sampleRate/B6) and the detectors of every measuring frequency, which step together in vector
+// registers (one lane per measuring frequency). With the envelope at about 8 B6,
 // a second of signal costs about 112 sampleRate log2(fftLength) transform operations plus 8 B6 detector
 // steps per measuring frequency: a band B scan of 223 frequencies over 1.25 MS/s runs several times
 // faster than real time on one core. Only the memory of the transform grows with sampleRate/B6 (a
@@ -164,7 +165,7 @@ class VELA_API EMIReceiver {
     kern::FFTPlan* m_plan = nullptr;
     void* m_work = nullptr;
 
-    VecReal32 m_window;            // Gaussian window, scaled so that a tone on a bin centre has magnitude 1
+    VecReal32 m_window;            // Gaussian window of unit sum, each weight twice (re, im)
     VecCplx32 m_history;           // the last windowLength-1 samples, then the block's samples still to use
     int m_histFill = 0;            // samples held in m_history
     long long m_histStart = 0;     // stream index of m_history[0] (negative: the silence before)
@@ -186,7 +187,7 @@ class VELA_API EMIReceiver {
     // Detector state per measuring frequency (double: the meter's step is 1e-4 of its time constant or
     // less, and a float state would stall short of its input).
     VecReal64 m_peak;
-    VecReal64 m_qpCap;  // capacitor voltage, scaled so that a steady envelope E charges it to E
+    VecReal64 m_qpCap;  // capacitor voltage: a steady envelope E charges it to E / m_sineScale
     VecReal64 m_qpMeter1, m_qpMeter2, m_qpMax;
     VecReal64 m_avMeter1, m_avMeter2, m_avMax;
     VecReal64 m_rmsPower, m_rmsMeter1, m_rmsMeter2, m_rmsMax;
