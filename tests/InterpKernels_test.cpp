@@ -6,10 +6,12 @@
 #include <cmath>
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "internal/KnotSearch.h"
 #include "kernel/Dispatch.h"
 #include "kernel/InterpKernels.h"
 #include "kernel/InterpScalar.h"
@@ -260,4 +262,75 @@ TEST(InterpKernels, SplineLevelsKeepTheDivisionsBitsAtEveryScale) {
             }
         }
     }
+}
+
+// The knot search of many queries at every level against a plain scan: knot sets whose buckets hold up
+// to 2, 4 or 8 knots (counted) or more (bisected), in double and float, with queries on and beside the
+// knots, beyond both ends, infinite and NaN spread through the registers, and counts that leave tails.
+template <class T>
+void ExpectFindManyAtEveryLevel(const std::vector<T>& v, unsigned seed) {
+    const int n = static_cast<int>(v.size());
+    std::mt19937 gen(seed);
+    std::vector<T> q;
+    std::uniform_real_distribution<double> u(static_cast<double>(v.front()) - 3,
+                                             static_cast<double>(v.back()) + 3);
+    for (int i = 0; i < 600; ++i)
+        q.push_back(static_cast<T>(u(gen)));
+    for (T e : v) {
+        q.push_back(e);
+        q.push_back(std::nextafter(e, -std::numeric_limits<T>::infinity()));
+    }
+    for (int i = 0; i < 5; ++i) {
+        q.push_back(std::numeric_limits<T>::infinity());
+        q.push_back(-std::numeric_limits<T>::infinity());
+        q.push_back(std::numeric_limits<T>::quiet_NaN());
+    }
+    std::shuffle(q.begin(), q.end(), gen);
+    std::vector<int32_t> storage;
+    internal::KnotLocator<T> locator(v.data(), n);
+    locator.Build(storage);
+    ASSERT_TRUE(locator.Indexed());
+    LevelGuard guard;
+    for (kern::Variant level : SupportedLevels()) {
+        ASSERT_TRUE(kern::SetVariant(level));
+        for (int count : {1, 7, 8, 9, 17, static_cast<int>(q.size())}) {
+            for (int offset : {0, 3}) {
+                std::vector<int32_t> k(static_cast<size_t>(count), -7);
+                locator.FindMany(q.data() + offset, count, k.data());
+                for (int i = 0; i < count; ++i) {
+                    const T x = q[static_cast<size_t>(i + offset)];
+                    int want = -1;
+                    for (int j = 0; j < n; ++j)
+                        if (v[static_cast<size_t>(j)] <= x) want = j;
+                    ASSERT_EQ(k[static_cast<size_t>(i)], want)
+                        << kern::VariantName(level) << " probes " << locator.Probes() << " q " << x;
+                }
+            }
+        }
+    }
+}
+
+TEST(InterpKernels, KnotSearchOfManyQueriesEqualsAPlainScanAtEveryLevel) {
+    std::vector<int> probes;
+    for (int crowd : {1, 3, 7, 12, 40}) {
+        // Knots evenly spread but for one crowd of `crowd` equal-ish knots, so the widest bucket decides
+        // between counting (2, 4, 8 probes) and bisection.
+        std::vector<double> d;
+        for (int i = 0; i < 300; ++i)
+            d.push_back(i * 0.5);
+        for (int c = 0; c < crowd; ++c)
+            d.push_back(75.1 + c * 1e-4);
+        std::sort(d.begin(), d.end());
+        std::vector<float> f(d.begin(), d.end());
+        ExpectFindManyAtEveryLevel(d, 11u + static_cast<unsigned>(crowd));
+        ExpectFindManyAtEveryLevel(f, 21u + static_cast<unsigned>(crowd));
+        std::vector<int32_t> storage;
+        internal::KnotLocator<double> l(d.data(), static_cast<int>(d.size()));
+        l.Build(storage);
+        probes.push_back(l.Probes());
+    }
+    // Every search form was taken: 2, 4 and 8 compares and a bisection.
+    for (int p : {2, 4, 8})
+        EXPECT_NE(std::find(probes.begin(), probes.end(), p), probes.end()) << p;
+    EXPECT_TRUE(std::any_of(probes.begin(), probes.end(), [](int p) { return p > 8; }));
 }

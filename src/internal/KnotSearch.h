@@ -21,6 +21,8 @@
 #include <new>
 #include <vector>
 
+#include "kernel/InterpKernels.h"
+
 namespace VELA::internal {
 
 // True when v[0] <= v[1] <= ... and no element is NaN (a NaN fails every comparison).
@@ -147,6 +149,11 @@ class KnotLocator {
     // Find for each of q[0 .. count) into k[0 .. count). Needs the table (Indexed()). The queries are
     // independent of one another, so their loads overlap.
     void FindMany(const T* q, int count, int32_t* k) const {
+        // Whole registers through the kernels (the same steps, so the same answers); the rest here.
+        const int done = FindManyVector(q, count, k);
+        q += done;
+        k += done;
+        count -= done;
         switch (probes_) {
             case 2:
                 for (int i = 0; i < count; ++i)
@@ -169,6 +176,13 @@ class KnotLocator {
 
   private:
     static constexpr int kLazySearches = 32;
+
+    int FindManyVector(const double* q, int count, int32_t* k) const {
+        return kern::IK().knot_find_f64(q, count, v_, table_, origin_, scale_, top_, probes_, k);
+    }
+    int FindManyVector(const float* q, int count, int32_t* k) const {
+        return kern::IK().knot_find_f32(q, count, v_, table_, origin_, scale_, top_, probes_, k);
+    }
 
     int Bucket(T value) const {
         double t = (static_cast<double>(value) - origin_) * scale_;

@@ -13,6 +13,8 @@
 // add, so all levels agree bit for bit. `out` may be `q` itself.
 #pragma once
 
+#include <cstdint>
+
 #include "kernel/Dispatch.h"
 
 namespace VELA::kern {
@@ -38,6 +40,18 @@ struct InterpKernelTable {
     // double (the float form widens q and rounds the result).
     int (*hermite_f64)(const double* q, double* out, int n, double lower, double upper, const double* c);
     int (*hermite_f32)(const float* q, float* out, int n, float lower, float upper, const double* c);
+
+    // The bucket search of the interpolators' knot index (internal/KnotSearch.h) for the leading queries
+    // of q[0 .. n), a register at a time; returns how many (the AVX-512 level only; the others none), the
+    // caller searches the rest. For each query: b = clamp(floor((q - origin) * scale), 0, top) in double (0
+    // for a NaN), w = table[b]; then with probes 2, 4 or 8 the answer is w - 1 plus the count of v[w .. w +
+    // probes) at or below q, otherwise (probes = 2^m - 1) the branch-free bisection from w - 1 in steps
+    // (probes + 1) / 2,
+    // ..., 1 that adds a step where v[base + step] <= q. Comparisons in the knots' type.
+    int (*knot_find_f64)(const double* q, int n, const double* v, const int32_t* table, double origin,
+                         double scale, double top, int probes, int32_t* k);
+    int (*knot_find_f32)(const float* q, int n, const float* v, const int32_t* table, double origin,
+                         double scale, double top, int probes, int32_t* k);
 };
 
 // The table of the active level.

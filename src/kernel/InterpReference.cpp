@@ -24,6 +24,13 @@ int HermiteF32(const float*, float*, int, float, float, const double*) {
     return 0;
 }
 
+int KnotFindF64(const double*, int, const double*, const int32_t*, double, double, double, int, int32_t*) {
+    return 0;
+}
+int KnotFindF32(const float*, int, const float*, const int32_t*, double, double, double, int, int32_t*) {
+    return 0;
+}
+
 }  // namespace
 
 extern const InterpKernelTable kInterpTable;
@@ -35,6 +42,8 @@ const InterpKernelTable kInterpTable = {
     .spline_f32 = SplineF32,
     .hermite_f64 = HermiteF64,
     .hermite_f32 = HermiteF32,
+    .knot_find_f64 = KnotFindF64,
+    .knot_find_f32 = KnotFindF32,
 };
 
 }  // namespace VELA::kern::reference
