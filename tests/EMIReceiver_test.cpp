@@ -106,6 +106,26 @@ const Readings& BandB(double rate) {
     return it->second;
 }
 
+// A tone of amplitude 0.1 at toneHz, complex noise of standard deviation 0.01 (seeded), and a pulse added
+// to every sample whose index is `offset` modulo `period`.
+std::vector<Cplx32> TonePulsesAndNoise(double fs, int n, double toneHz, unsigned seed, int period, int offset,
+                                       Cplx32 pulse) {
+    std::mt19937 rng(seed);
+    std::normal_distribution<float> noise(0.0f, 0.01f);
+    std::vector<Cplx32> sig(static_cast<size_t>(n));
+    for (int i = 0; i < n; ++i) {
+        const double ph = 2.0 * kPi * toneHz * i / fs;
+        Cplx32& s = sig[static_cast<size_t>(i)];
+        s = Cplx32{static_cast<float>(0.1 * std::cos(ph)) + noise(rng),
+                   static_cast<float>(0.1 * std::sin(ph)) + noise(rng)};
+        if (i % period == offset) {
+            s.re += pulse.re;
+            s.im += pulse.im;
+        }
+    }
+    return sig;
+}
+
 }  // namespace
 
 // Relative equivalent level of pulse: the input level that gives the 100 Hz reading, so the reading's
@@ -255,15 +275,8 @@ TEST(EMIReceiver, RmsAverageRisesTenDecibelsPerDecadeAboveItsCorner) {
 TEST(EMIReceiver, StreamCutIntoRandomBlocksReadsAsOnePiece) {
     const double fs = 200000.0;
     const int n = 200000;
-    std::mt19937 rng(24);
-    std::normal_distribution<float> noise(0.0f, 0.01f);
-    std::vector<Cplx32> sig(n);
-    for (int i = 0; i < n; ++i) {
-        const double ph = 2.0 * kPi * 31000.0 * i / fs;
-        sig[i] = Cplx32{static_cast<float>(0.1 * std::cos(ph)) + noise(rng),
-                        static_cast<float>(0.1 * std::sin(ph)) + noise(rng)};
-        if (i % 1999 == 5) sig[i].re += 300.0f;
-    }
+    const std::vector<Cplx32> sig = TonePulsesAndNoise(fs, n, 31000.0, 24, 1999, 5, Cplx32{300.0f, 0.0f});
+    std::mt19937 rng(25);  // the block lengths
     VecReal64 scan(5);
     for (int k = 0; k < 5; ++k)
         scan[k] = -60000.0 + 30000.0 * k;
@@ -466,15 +479,8 @@ TEST(EMIReceiver, ReadsTheSameAtEveryKernelLevelInOnePieceOrInRandomBlocks) {
     const kern::Variant before = kern::ActiveVariant();
     const double fs = 200000.0;
     const int n = 60000;
-    std::mt19937 rng(5);
-    std::normal_distribution<float> noise(0.0f, 0.01f);
-    std::vector<Cplx32> sig(n);
-    for (int i = 0; i < n; ++i) {
-        const double ph = 2.0 * kPi * 21000.0 * i / fs;
-        sig[i] = Cplx32{static_cast<float>(0.1 * std::cos(ph)) + noise(rng),
-                        static_cast<float>(0.1 * std::sin(ph)) + noise(rng)};
-        if (i % 2001 == 7) sig[i].im += 200.0f;
-    }
+    const std::vector<Cplx32> sig = TonePulsesAndNoise(fs, n, 21000.0, 5, 2001, 7, Cplx32{0.0f, 200.0f});
+    std::mt19937 rng(6);  // the block lengths
     for (int count : {1, 3, 7, 17, 33}) {
         VecReal64 scan(count);
         for (int k = 0; k < count; ++k)
