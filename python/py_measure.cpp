@@ -38,7 +38,7 @@ struct PySpectrum {
             throw py::value_error("x: expected one block (N,) or a batch (B, N), got " +
                                   std::to_string(x.ndim()) + " dimensions");
         // The library reads exactly GetSize() samples without checking, so the length is checked here.
-        if (x.ndim() == 1 && x.shape(0) != s.GetSize())
+        if (x.shape(0) != s.GetSize())
             throw py::value_error("x: expected " + std::to_string(s.GetSize()) + " samples, got " +
                                   std::to_string(x.shape(0)));
         const bool release = s.GetSize() >= kKeepGilBelow;

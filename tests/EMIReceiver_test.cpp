@@ -126,6 +126,23 @@ std::vector<Cplx32> TonePulsesAndNoise(double fs, int n, double toneHz, unsigned
     return sig;
 }
 
+// Feeds `sig` to rx in blocks of random lengths up to maxLength (lengths 0 and 1 among them every
+// seventh block when `tiny`).
+void FeedInRandomBlocks(EMIReceiver& rx, const std::vector<Cplx32>& sig, int maxLength, std::mt19937& rng,
+                        bool tiny) {
+    const int n = static_cast<int>(sig.size());
+    std::uniform_int_distribution<int> len(0, maxLength);
+    VecCplx32 part;
+    for (int pos = 0, blocks = 0; pos < n; ++blocks) {
+        const int take = std::min(tiny && blocks % 7 == 0 ? blocks % 2 : len(rng), n - pos);
+        part.Resize(take);
+        for (int i = 0; i < take; ++i)
+            part[i] = sig[static_cast<size_t>(pos + i)];
+        rx.Process(part);
+        pos += take;
+    }
+}
+
 }  // namespace
 
 // Relative equivalent level of pulse: the input level that gives the 100 Hz reading, so the reading's
@@ -284,19 +301,7 @@ TEST(EMIReceiver, StreamCutIntoRandomBlocksReadsAsOnePiece) {
     one.SetParameters(EMIBand::B, fs, scan);
     cut.SetParameters(EMIBand::B, fs, scan);
     Feed(one, n, n, [&](long long i) { return sig[static_cast<size_t>(i)]; });
-    std::uniform_int_distribution<int> len(0, 3000);
-    VecCplx32 part;
-    int pos = 0, blocks = 0;
-    while (pos < n) {
-        int take = blocks % 7 == 0 ? (blocks % 2) : len(rng);  // lengths 0 and 1 among them
-        take = std::min(take, n - pos);
-        part.Resize(take);
-        for (int i = 0; i < take; ++i)
-            part[i] = sig[static_cast<size_t>(pos + i)];
-        cut.Process(part);
-        pos += take;
-        ++blocks;
-    }
+    FeedInRandomBlocks(cut, sig, 3000, rng, true);
     const Readings a = Read(one), b = Read(cut);
     for (EMIDetector d : kAllDetectors)
         for (int k = 0; k < 5; ++k) {
@@ -493,16 +498,7 @@ TEST(EMIReceiver, ReadsTheSameAtEveryKernelLevelInOnePieceOrInRandomBlocks) {
             one.SetParameters(EMIBand::B, fs, scan);
             cut.SetParameters(EMIBand::B, fs, scan);
             Feed(one, n, n, [&](long long i) { return sig[static_cast<size_t>(i)]; });
-            std::uniform_int_distribution<int> len(0, 2500);
-            VecCplx32 part;
-            for (int pos = 0; pos < n;) {
-                const int take = std::min(len(rng), n - pos);
-                part.Resize(take);
-                for (int i = 0; i < take; ++i)
-                    part[i] = sig[static_cast<size_t>(pos + i)];
-                cut.Process(part);
-                pos += take;
-            }
+            FeedInRandomBlocks(cut, sig, 2500, rng, false);
             const Readings a = Read(one), b = Read(cut);
             for (EMIDetector d : kAllDetectors)
                 for (int k = 0; k < count; ++k) {

@@ -5,10 +5,11 @@
 #include <cstdint>
 #include <cstring>
 
+#include "../math/MathUtils.h"
 #include "kernel/EMIDetectorKernels.h"
 #include "kernel/FFTPlan.h"
 #include "kernel/Memory.h"
-#include "kernel/VectorKernels.h"
+#include "kernel/SpectrumKernels.h"
 
 namespace VELA {
 
@@ -35,16 +36,6 @@ constexpr int64_t kMaxFFT = int64_t(1) << 24;
 // at f = s sqrt(2 ln 2). So B6 = 2 s sqrt(2 ln 2), and the window's time-domain sigma is 1/(2 pi s).
 double GaussSigmaHz(double b6) {
     return b6 / (2.0 * std::sqrt(2.0 * std::log(2.0)));
-}
-
-// Smallest power of two >= target. The plans are made without measuring (the library's planner
-// default at these sizes), and FFTW's estimated plans are several times faster for powers of two than
-// for other smooth lengths (2048 against 2250 points: 3x).
-int64_t TransformLength(int64_t target) {
-    int64_t n = 1;
-    while (n < target)
-        n <<= 1;
-    return n;
 }
 
 // Mean over a carrier cycle of max(cos t - x, 0): the charging current of a diode detector whose
@@ -201,8 +192,11 @@ void EMIReceiver::Configure(EMIBand band, double sampleRate, const double* offse
     if (!(halfSpan < double(kMaxFFT)) || !(binTarget <= double(kMaxFFT)))
         VELA_THROW(VELAErrorInvalidInputParameter);
     const int64_t windowLength = 2 * static_cast<int64_t>(halfSpan) + 1;
-    const int64_t fftLength =
-        TransformLength(std::max<int64_t>(windowLength, static_cast<int64_t>(binTarget)));
+    // A power of two: the plans are made without measuring (the library's planner default at these
+    // sizes), and FFTW's estimated plans are several times faster for powers of two than for other
+    // smooth lengths (2048 against 2250 points: 3x). Both operands are below 2^26 here.
+    const int64_t fftLength = MathUtils::NextPowOf2(
+        static_cast<int>(std::max<int64_t>(windowLength, static_cast<int64_t>(binTarget))));
     if (fftLength > kMaxFFT) VELA_THROW(VELAErrorInvalidInputParameter);
     const int64_t hop =
         std::max<int64_t>(1, static_cast<int64_t>(std::floor(sampleRate / (kEnvelopeOversampling * b6))));
@@ -334,8 +328,9 @@ void EMIReceiver::Process(const VecCplx32& block) {
 void EMIReceiver::RunFrame(int start) {
     const int L = m_windowLength;
     Cplx32* f = m_frame.Data();
-    std::memcpy(f, m_history.Data() + start, sizeof(Cplx32) * static_cast<size_t>(L));
-    kern::K().mul_f32(reinterpret_cast<float*>(f), m_window.Data(), 2 * L);
+    // The frame is the window times the held samples, formed in one pass from the history.
+    kern::SPK().mul_f32(reinterpret_cast<const float*>(m_history.Data() + start), m_window.Data(),
+                        reinterpret_cast<float*>(f), 2 * L);
     kern::FFTExecC32(m_plan, reinterpret_cast<const float*>(f), reinterpret_cast<float*>(m_spectrum.Data()),
                      true, m_work);
     const kern::EMIDetectorKernelTable& k = kern::EDK();
