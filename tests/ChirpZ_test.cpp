@@ -1,12 +1,17 @@
 // ChirpZ against the plain transform, against scipy.signal.czt, and at large sizes in single precision.
 #include <corvane/dsp/ChirpZ.h>
+#include <corvane/dsp/DSPUtils.h>
 #include <corvane/dsp/FT.h>
+#include <corvane/dsp/WindowFactory.h>
 #include <corvane/infra/UnitTestRecorder.h>
+#include <corvane/math/MathUtils.h>
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <sstream>
 
@@ -249,4 +254,113 @@ TEST(ChirpZ, ApplyOfTheOtherWidthOrAShortBlockIsRefused) {
     longer.SetZero();
     narrow.Apply(out32, longer);
     EXPECT_EQ(out32.GetSize(), 8);
+}
+
+namespace {
+bool SameBits(float a, float b) {
+    uint32_t x, y;
+    std::memcpy(&x, &a, sizeof x);
+    std::memcpy(&y, &b, sizeof y);
+    return x == y;
+}
+}  // namespace
+
+// The weighted forms give, bit for bit, what windowing the block, Apply and the magnitude (power) give:
+// prime sizes, one point, the sweep's own 98 -> 97 on a 256-point transform, a block longer than N, a
+// view made by ShiftLeft, a real window and random weights of both signs.
+TEST(ChirpZ, WeightedMagnitudeAndPowerEqualWindowApplyAndMagnitude) {
+    struct Case {
+        int n, m;
+        double fs, f0, df;
+        int extra, shift;
+    };
+    const Case cases[] = {{97, 101, 1.0, -0.3, 0.004, 0, 0},        {1, 1, 2.0, 0.1, 0.5, 0, 0},
+                          {98, 97, 781250.0, -150e3, 3125.0, 0, 0}, {200, 64, 1.0, 0.0, 1.0 / 64, 13, 0},
+                          {61, 300, 5.0, -2.5, 5.0 / 300, 0, 3},    {1000, 700, 1.0, 0.2, 1e-4, 0, 0}};
+    WindowFactory factory;
+    for (const Case& c : cases) {
+        for (int kind = 0; kind < 2; ++kind) {
+            SCOPED_TRACE(testing::Message() << "n=" << c.n << " m=" << c.m << " kind=" << kind);
+            ChirpZ czt(c.n, c.fs, c.m, c.f0, c.df, false);
+            VecCplx32 block = Random<VecCplx32>(c.n + c.extra + c.shift, 40u + static_cast<unsigned>(c.n));
+            block.ShiftLeft(c.shift);
+            VecReal32 weights;
+            Window* window = nullptr;
+            if (kind == 0) {
+                window = factory.MakeWindow(WindowTypeFlatTop, c.n, 0.0f);
+                window->GetCoefficients(weights);
+            } else {
+                const std::vector<double> u =
+                    Uniform(static_cast<size_t>(c.n), 90u + static_cast<unsigned>(c.n));
+                weights.Resize(c.n);
+                for (int i = 0; i < c.n; ++i)
+                    weights[i] = static_cast<float>(4.0 * u[static_cast<size_t>(i)] - 2.0);
+                window = factory.MakeWindow(WindowTypeFlatTop, c.n, 0.0f);
+            }
+            // The reference path: the block weighted point by point (a window's own product when the
+            // weights are its coefficients), the transform, then magnitudes and powers.
+            VecCplx32 weighted(block.GetSize());
+            if (kind == 0) {
+                window->Apply(weighted, block);
+            } else {
+                for (int i = 0; i < block.GetSize(); ++i)
+                    weighted[i] =
+                        i < c.n ? Cplx32{block[i].re * weights[i], block[i].im * weights[i]} : block[i];
+            }
+            delete window;
+            VecCplx32 spectrum;
+            czt.Apply(spectrum, weighted);
+            VecReal32 wantMag, wantPow, gotMag, gotPow;
+            DSPUtils::Mag(wantMag, spectrum);
+            DSPUtils::MagSqr(wantPow, spectrum);
+            czt.ApplyMagnitude(gotMag, block, weights);
+            czt.ApplyPower(gotPow, block, weights);
+            ASSERT_EQ(gotMag.GetSize(), c.m);
+            ASSERT_EQ(gotPow.GetSize(), c.m);
+            for (int j = 0; j < c.m; ++j) {
+                ASSERT_TRUE(SameBits(gotMag[j], wantMag[j])) << "magnitude j=" << j;
+                ASSERT_TRUE(SameBits(gotPow[j], wantPow[j])) << "power j=" << j;
+            }
+            // Apply between the weighted calls leaves them unchanged, and they leave Apply unchanged.
+            VecCplx32 again;
+            czt.Apply(again, weighted);
+            for (int j = 0; j < c.m; ++j)
+                ASSERT_TRUE(SameBits(again[j].re, spectrum[j].re) && SameBits(again[j].im, spectrum[j].im));
+        }
+    }
+}
+
+TEST(ChirpZ, WeightedFormsRefuseTheOtherWidthShortBlocksAndShortWeights) {
+    ChirpZ narrow(8, 1.0, 5, 0.0, 0.125, false);
+    ChirpZ wide(8, 1.0, 5, 0.0, 0.125, true);
+    VecCplx32 in(8), shortBlock(7);
+    in.SetZero();
+    shortBlock.SetZero();
+    VecReal32 weights(8), shortWeights(7), out(3);
+    MathUtils::Set(weights, 1.0f);
+    MathUtils::Set(shortWeights, 1.0f);
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { wide.ApplyMagnitude(out, in, weights); }));
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { wide.ApplyPower(out, in, weights); }));
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { narrow.ApplyMagnitude(out, shortBlock, weights); }));
+    EXPECT_TRUE(corvane_test::ThrowsInvalidInput([&] { narrow.ApplyPower(out, in, shortWeights); }));
+    EXPECT_EQ(out.GetSize(), 3);
+    narrow.ApplyMagnitude(out, in, weights);
+    EXPECT_EQ(out.GetSize(), 5);
+    for (int j = 0; j < 5; ++j)
+        EXPECT_EQ(out[j], 0.0f);
+}
+
+TEST(ChirpZ, SteadyWeightedCallsAllocateNothing) {
+    ChirpZ czt(98, 781250.0, 97, -150e3, 3125.0, false);
+    VecCplx32 block = Random<VecCplx32>(98, 8);
+    VecReal32 weights(98), mag, pow;
+    MathUtils::Set(weights, 0.5f);
+    czt.ApplyMagnitude(mag, block, weights);
+    czt.ApplyPower(pow, block, weights);
+    const long long before = kern::AllocationCount();
+    for (int i = 0; i < 5; ++i) {
+        czt.ApplyMagnitude(mag, block, weights);
+        czt.ApplyPower(pow, block, weights);
+    }
+    EXPECT_EQ(kern::AllocationCount(), before);
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "kernel/Dispatch.h"
+#include "kernel/MathKernels.h"
 #include "kernel/SpectrumKernels.h"
 #include "kernel/VectorKernels.h"
 #include "support/TestUtil.h"
@@ -220,6 +221,65 @@ TEST(SpectrumKernels, ComplexProductEqualsCopyThenInPlaceProduct) {
                     ASSERT_EQ(std::bit_cast<uint64_t>(dgot[i]), std::bit_cast<uint64_t>(dwant[i]))
                         << "c64 i=" << i;
                 EXPECT_EQ(dgot[floats], -777.0);
+            }
+        }
+    }
+}
+
+// The chirp-Z's fused passes: every level (and the reference) gives, bit for bit, what the separate steps
+// give (the weights doubled and multiplied in, then the complex product; the vector family's product,
+// then the math family's magnitude or power), over awkward values (zeros, denormals, values beyond the
+// float magnitude's range, infinities, NaN), from aligned and unaligned starts; the weighted product in
+// place as well; nothing is written past the end.
+TEST(SpectrumKernels, ChirpZPassesEqualTheirStepsOneByOne) {
+    std::vector<kern::Variant> levels = OptimisedLevels();
+    levels.insert(levels.begin(), kern::Variant::Reference);
+    for (kern::Variant level : levels) {
+        const kern::SpectrumKernelTable& k = *kern::SpectrumTableFor(level);
+        for (int n : kLengths) {
+            for (int off : kOffsets) {
+                SCOPED_TRACE(testing::Message() << k.name << " n=" << n << " offset=" << off);
+                const size_t floats = 2 * static_cast<size_t>(n);
+                const std::vector<float> x = Awkward(static_cast<size_t>(n), 71u + static_cast<unsigned>(n));
+                const std::vector<float> c = Awkward(static_cast<size_t>(n), 93u + static_cast<unsigned>(n));
+                const std::vector<float> wv = Awkward(static_cast<size_t>(n), 11u + static_cast<unsigned>(n));
+                Buf px(floats, off), pc(floats, off), pw(static_cast<size_t>(n), off), doubled(floats, off);
+                std::copy(x.begin(), x.end(), px.Data());
+                std::copy(c.begin(), c.end(), pc.Data());
+                for (int i = 0; i < n; ++i)
+                    pw.Data()[i] = doubled.Data()[2 * i] = doubled.Data()[2 * i + 1] =
+                        wv[static_cast<size_t>(i)];
+
+                // Window then pre-chirp.
+                Buf want(floats, off), got(floats, off);
+                Ref().mul_f32(px.Data(), doubled.Data(), want.Data(), 2 * n);
+                Ref().cmul_c32(want.Data(), pc.Data(), want.Data(), n);
+                k.wcmul_c32(px.Data(), pw.Data(), pc.Data(), got.Data(), n);
+                for (size_t i = 0; i < floats; ++i)
+                    ASSERT_TRUE(SameFloat(got.Data()[i], want.Data()[i])) << "wcmul_c32 i=" << i;
+                EXPECT_EQ(got.Data()[floats], -777.0f);
+                Buf inPlace(floats, off);
+                std::copy(x.begin(), x.end(), inPlace.Data());
+                k.wcmul_c32(inPlace.Data(), pw.Data(), pc.Data(), inPlace.Data(), n);
+                for (size_t i = 0; i < floats; ++i)
+                    ASSERT_TRUE(SameFloat(inPlace.Data()[i], want.Data()[i])) << "wcmul_c32 in place i=" << i;
+
+                // Post-chirp then magnitude, and then power.
+                Buf product(floats, off);
+                std::copy(x.begin(), x.end(), product.Data());
+                kern::K().mul_c32(product.Data(), pc.Data(), n);
+                Buf mag(static_cast<size_t>(n), off), pow(static_cast<size_t>(n), off);
+                kern::MK().mag_c32(product.Data(), mag.Data(), n);
+                kern::MK().power_c32(product.Data(), pow.Data(), n);
+                Buf gotMag(static_cast<size_t>(n), off), gotPow(static_cast<size_t>(n), off);
+                k.cmul_mag_c32(px.Data(), pc.Data(), gotMag.Data(), n);
+                k.cmul_pow_c32(px.Data(), pc.Data(), gotPow.Data(), n);
+                for (int i = 0; i < n; ++i) {
+                    ASSERT_TRUE(SameFloat(gotMag.Data()[i], mag.Data()[i])) << "cmul_mag_c32 i=" << i;
+                    ASSERT_TRUE(SameFloat(gotPow.Data()[i], pow.Data()[i])) << "cmul_pow_c32 i=" << i;
+                }
+                EXPECT_EQ(gotMag.Data()[n], -777.0f);
+                EXPECT_EQ(gotPow.Data()[n], -777.0f);
             }
         }
     }

@@ -101,6 +101,7 @@ ChirpZ::ChirpZ(int n, double sampleRate, int m, double startFreq, double freqSte
         impulseSpectrum32.Resize(fftSize);
         work32.Resize(fftSize);
         workSpectrum32.Resize(fftSize);
+        inverse32.Resize(fftSize);
         FillTables<VecCplx32, Cplx32>(preChirp32, impulse32, postChirp32, n, chirpSize, fftSize, phi, theta);
         ft->Forward(impulseSpectrum32, impulse32);
         PrepareBuffers(work32, impulseSpectrum32, fftSize);
@@ -120,6 +121,7 @@ ChirpZ::ChirpZ(const ChirpZ& o)
       work32(o.work32),
       workSpectrum32(o.workSpectrum32),
       postChirp32(o.postChirp32),
+      inverse32(o.inverse32),
       inputSize(o.inputSize),
       outputSize(o.outputSize),
       fftSize(o.fftSize),
@@ -141,6 +143,7 @@ ChirpZ& ChirpZ::operator=(const ChirpZ& o) {
     work32 = o.work32;
     workSpectrum32 = o.workSpectrum32;
     postChirp32 = o.postChirp32;
+    inverse32 = o.inverse32;
     inputSize = o.inputSize;
     outputSize = o.outputSize;
     fftSize = o.fftSize;
@@ -172,6 +175,37 @@ void ChirpZ::Run(Vec& out, const Vec& in, Vec& preChirp, Vec& impulseSpectrum, V
     postChirp.Truncate(n - 1, m);
     out *= postChirp;
     postChirp.Resize(chirpSize);
+}
+
+void ChirpZ::RunWeighted(VecReal32& out, const VecCplx32& in, const VecReal32& weights, bool power) {
+    CheckApply(false, in.GetSize());
+    const int n = inputSize, m = outputSize;
+    if (weights.GetSize() < n) VELA_THROW(VELAErrorInvalidInputParameter);
+    const kern::SpectrumKernelTable& k = kern::SPK();
+    // The window and the pre-chirp in one pass into the zero-padded buffer, as Run's steps round them.
+    k.wcmul_c32(reinterpret_cast<const float*>(in.Data()), weights.Data(),
+                reinterpret_cast<const float*>(preChirp32.Data()), reinterpret_cast<float*>(work32.Data()),
+                n);
+    ft->Forward(workSpectrum32, work32);
+    workSpectrum32 *= impulseSpectrum32;
+    ft->Inverse(inverse32, workSpectrum32);
+    // The valid outputs from index N-1 on, post-chirped and reduced to magnitudes (or powers) in one pass.
+    out.Resize(m);
+    const size_t first = static_cast<size_t>(n) - 1;
+    const float* y = reinterpret_cast<const float*>(inverse32.Data() + first);
+    const float* c = reinterpret_cast<const float*>(postChirp32.Data() + first);
+    if (power)
+        k.cmul_pow_c32(y, c, out.Data(), m);
+    else
+        k.cmul_mag_c32(y, c, out.Data(), m);
+}
+
+void ChirpZ::ApplyMagnitude(VecReal32& out, const VecCplx32& in, const VecReal32& weights) {
+    RunWeighted(out, in, weights, false);
+}
+
+void ChirpZ::ApplyPower(VecReal32& out, const VecCplx32& in, const VecReal32& weights) {
+    RunWeighted(out, in, weights, true);
 }
 
 void ChirpZ::CheckApply(bool wide, int inSize) const {

@@ -40,6 +40,14 @@ class VELA_API ChirpZ {
     // view included): the block is read in full before out is touched.
     void Apply(VecCplx32& out, const VecCplx32& in);
     void Apply(VecCplx64& out, const VecCplx64& in);
+    // out = |X[j]| (ApplyMagnitude) or |X[j]|^2 (ApplyPower), j = 0 .. M-1, of the block `in` weighted
+    // point by point: x[n] weights[n] for n < N, one real weight per point (a window's coefficients).
+    // The values, bit for bit, of windowing the block (Window::Apply with those coefficients), Apply and
+    // DSPUtils::Mag (MagSqr), in one call without the complex intermediates. 32-bit objects only; a
+    // 64-bit object, a block of fewer than N points or fewer than N weights throws "invalid input
+    // parameter" and leaves `out` alone.
+    void ApplyMagnitude(VecReal32& out, const VecCplx32& in, const VecReal32& weights);
+    void ApplyPower(VecReal32& out, const VecCplx32& in, const VecReal32& weights);
 
     int GetInputSize() const { return inputSize; }
     int GetOutputSize() const { return outputSize; }
@@ -50,12 +58,14 @@ class VELA_API ChirpZ {
 
   private:
     void CheckApply(bool wide, int inSize) const;
+    void RunWeighted(VecReal32& out, const VecCplx32& in, const VecReal32& weights, bool power);
     template <class Vec>
     void Run(Vec& out, const Vec& in, Vec& preChirp, Vec& impulseSpectrum, Vec& work, Vec& workSpectrum,
              Vec& postChirp);
 
     VecCplx64 preChirp64, impulse64, impulseSpectrum64, work64, workSpectrum64, postChirp64;
     VecCplx32 preChirp32, impulse32, impulseSpectrum32, work32, workSpectrum32, postChirp32;
+    VecCplx32 inverse32;  // the inverse transform of the weighted forms (L points)
     int inputSize;
     int outputSize;
     int fftSize;    // L: power of two at or above N + M - 1

@@ -308,7 +308,11 @@ void SteppedSpectrum::CommonSteps(double& actualRBW, double& actualVBW, double W
         if (!(upsample <= static_cast<double>(INT_MAX))) VELA_THROW(VELAErrorInvalidInputParameter);
         m_upsample = static_cast<int>(upsample);
     }
-    if (!m_estimateOnly) m_window->SetParameters(m_blockLen);
+    if (!m_estimateOnly) {
+        m_window->SetParameters(m_blockLen);
+        // The chirp-Z applies the window itself (one coefficient per point), in the pass of its pre-chirp.
+        m_window->GetCoefficients(m_weights);
+    }
     if (m_windowType == WindowTypeCISPR6dB && !m_estimateOnly) {
         m_cispr = new CISPRDetector(m_centerFreq);
         m_cispr->GetHWAcqParameters(m_cisprAcqNum, m_rbw);

@@ -148,7 +148,7 @@ class VELA_API SteppedSpectrum {
     VecInt32 m_numSamples;
     VecInt32 m_tuningPoints;
     bool m_estimateOnly;
-    VecCplx32 m_windowed, m_czOut;
+    VecReal32 m_weights;  // the window's coefficients, one per block point
     VecReal32 m_edgeBuf, m_tuningTrace, m_stitchBuf, m_powerBuf, m_tailBuf;
     WindowFactory m_windowFactory;
     double m_stepSpan;

@@ -47,9 +47,7 @@ void SteppedSpectrum::StageA(const VecCplx32& in, bool binMajor) {
         float* mat = m_blockMat.Data();
         for (int b = 0; b < B; ++b) {
             MathUtils::Copy(m_block, m_subBlockLen, in, b * m_subBlockLen);
-            m_window->Apply(m_block);
-            m_chirpZ->Apply(m_czOut, m_block);
-            DSPUtils::Mag(m_blockMag, m_czOut);
+            m_chirpZ->ApplyMagnitude(m_blockMag, m_block, m_weights);
             const float* mag = m_blockMag.Data();
             if (binMajor) {
                 for (int k = 0; k < m_czPoints; ++k)
@@ -63,9 +61,7 @@ void SteppedSpectrum::StageA(const VecCplx32& in, bool binMajor) {
     m_numSubBlocks = 1;
     if (size < m_blockLen) VELA_THROW(VELAErrorInvalidInputParameter);
     if (!m_averageBlocks) {
-        m_window->Apply(m_windowed, in);
-        m_chirpZ->Apply(m_czOut, m_windowed);
-        DSPUtils::Mag(m_mag, m_czOut);
+        m_chirpZ->ApplyMagnitude(m_mag, in, m_weights);
         return;
     }
     // Video bandwidth: the power of B blocks averaged; the last block ends at the end of the data, so it
@@ -74,13 +70,11 @@ void SteppedSpectrum::StageA(const VecCplx32& in, bool binMajor) {
     int o = 0;
     for (int b = 0; b < B; ++b) {
         MathUtils::Copy(m_block, m_blockLen, in, o);
-        m_window->Apply(m_block);
-        m_chirpZ->Apply(m_czOut, m_block);
         // The first block's powers start the sum (the same as adding them to zeros).
         if (b == 0) {
-            DSPUtils::MagSqr(m_blockMat, m_czOut);
+            m_chirpZ->ApplyPower(m_blockMat, m_block, m_weights);
         } else {
-            DSPUtils::MagSqr(m_blockMag, m_czOut);
+            m_chirpZ->ApplyPower(m_blockMag, m_block, m_weights);
             m_blockMat.Add(m_blockMag);
         }
         if (b == B - 2)

@@ -30,6 +30,20 @@ struct SpectrumKernelTable {
     // MathUtils::Abs forms it, plus eps, log10 in double rounded to float, times 20, so zero gives
     // 20 log10(eps), about -800 dB.
     void (*mag_db_c32)(const float* s, float* d, int n);
+
+    // The chirp-Z transform's passes around its two transforms, each fused into one pass with the
+    // rounding of the separate steps kept, so that the results are those of the steps one by one.
+    //
+    // d[i] = (x[i] w[i]) * c[i] for n complex values x and c and n real weights w (a window, one per
+    // complex point): both parts of x times w, then the complex product as cmul_c32 rounds it. The same
+    // values as mul_f32 with doubled weights followed by cmul_c32. d may be x.
+    void (*wcmul_c32)(const float* x, const float* w, const float* c, float* d, int n);
+    // d[i] = |a[i] * b[i]| for n complex values: the product as cmul_c32 rounds it, its magnitude as the
+    // math family forms it (in float where max(|re|, |im|) lies in [2^-50, 2^50] or is 0, in double
+    // elsewhere). The values of the vector family's product followed by the math family's magnitude.
+    void (*cmul_mag_c32)(const float* a, const float* b, float* d, int n);
+    // d[i] = re^2 + im^2 of a[i] * b[i] (the product as above, the power in float as the math family's).
+    void (*cmul_pow_c32)(const float* a, const float* b, float* d, int n);
 };
 
 // The table of the active level.

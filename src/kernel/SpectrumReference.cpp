@@ -28,9 +28,32 @@ void MagDbC32(const float* s, float* d, int n) {
     }
 }
 
+void WcmulC32(const float* x, const float* w, const float* c, float* d, int n) {
+    for (int i = 0; i < n; ++i) {
+        const float xr = x[2 * i] * w[i], xi = x[2 * i + 1] * w[i], cr = c[2 * i], ci = c[2 * i + 1];
+        d[2 * i] = xr * cr - xi * ci;
+        d[2 * i + 1] = xr * ci + xi * cr;
+    }
+}
+
+void CmulMagC32(const float* a, const float* b, float* d, int n) {
+    for (int i = 0; i < n; ++i) {
+        const float ar = a[2 * i], ai = a[2 * i + 1], br = b[2 * i], bi = b[2 * i + 1];
+        d[i] = spectrum::Magnitude(ar * br - ai * bi, ar * bi + ai * br);
+    }
+}
+
+void CmulPowC32(const float* a, const float* b, float* d, int n) {
+    for (int i = 0; i < n; ++i) {
+        const float ar = a[2 * i], ai = a[2 * i + 1], br = b[2 * i], bi = b[2 * i + 1];
+        d[i] = spectrum::Power(ar * br - ai * bi, ar * bi + ai * br);
+    }
+}
+
 }  // namespace
 
 extern const SpectrumKernelTable kSpectrumTable;
-const SpectrumKernelTable kSpectrumTable = {"reference", MulF32, CmulCx<float>, CmulCx<double>, MagDbC32};
+const SpectrumKernelTable kSpectrumTable = {"reference", MulF32,   CmulCx<float>, CmulCx<double>,
+                                            MagDbC32,    WcmulC32, CmulMagC32,    CmulPowC32};
 
 }  // namespace VELA::kern::reference

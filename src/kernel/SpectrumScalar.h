@@ -42,12 +42,17 @@ inline float FastDb(float p) {
     return e * kLog2Hi + (e * kLog2Lo + lnf * kLn);
 }
 
+// Whether the magnitude of (re, im) leaves the float form: max(|re|, |im|) outside [2^-50, 2^50] and not
+// 0 (a NaN in re yields |im|, a NaN in im yields NaN, as the comparisons fall).
+inline int MagnitudeNeedsDouble(float re, float im) {
+    const float a = std::fabs(re) > std::fabs(im) ? std::fabs(re) : std::fabs(im);
+    return static_cast<int>(!(a <= 0x1p50f)) | (static_cast<int>(a != 0.0f) & static_cast<int>(a < 0x1p-50f));
+}
+
 // The magnitude as the math family forms it: in float where max(|re|, |im|) lies in [2^-50, 2^50] or
 // is 0, in double elsewhere.
 inline float Magnitude(float re, float im) {
-    const float a = std::fabs(re) > std::fabs(im) ? std::fabs(re) : std::fabs(im);
-    const bool wide = !(a <= 0x1p50f) || (a != 0.0f && a < 0x1p-50f);
-    if (!wide) return std::sqrt(re * re + im * im);
+    if (!MagnitudeNeedsDouble(re, im)) return std::sqrt(re * re + im * im);
     const double r = re, i = im;
     return static_cast<float>(std::sqrt(r * r + i * i));
 }
