@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "../kernel/FFTPlan.h"
 #include "../kernel/SpectrumKernels.h"
 #include "../math/MathUtils.h"
 #include "FT.h"
@@ -105,6 +106,8 @@ ChirpZ::ChirpZ(int n, double sampleRate, int m, double startFreq, double freqSte
         FillTables<VecCplx32, Cplx32>(preChirp32, impulse32, postChirp32, n, chirpSize, fftSize, phi, theta);
         ft->Forward(impulseSpectrum32, impulse32);
         PrepareBuffers(work32, impulseSpectrum32, fftSize);
+        plan32 = ft->GetSpec(fftSize, FT_C_32FC);
+        planWork32 = ft->PrepareBuffer(plan32);
     }
 }
 
@@ -122,6 +125,8 @@ ChirpZ::ChirpZ(const ChirpZ& o)
       workSpectrum32(o.workSpectrum32),
       postChirp32(o.postChirp32),
       inverse32(o.inverse32),
+      plan32(o.plan32),
+      planWork32(o.planWork32),
       inputSize(o.inputSize),
       outputSize(o.outputSize),
       fftSize(o.fftSize),
@@ -144,6 +149,8 @@ ChirpZ& ChirpZ::operator=(const ChirpZ& o) {
     workSpectrum32 = o.workSpectrum32;
     postChirp32 = o.postChirp32;
     inverse32 = o.inverse32;
+    plan32 = o.plan32;
+    planWork32 = o.planWork32;
     inputSize = o.inputSize;
     outputSize = o.outputSize;
     fftSize = o.fftSize;
@@ -186,9 +193,11 @@ void ChirpZ::RunWeighted(VecReal32& out, const VecCplx32& in, const VecReal32& w
     k.wcmul_c32(reinterpret_cast<const float*>(in.Data()), weights.Data(),
                 reinterpret_cast<const float*>(preChirp32.Data()), reinterpret_cast<float*>(work32.Data()),
                 n);
-    ft->Forward(workSpectrum32, work32);
+    // The same plan FT::Forward and FT::Inverse execute for L points, on buffers sized at construction.
+    float* spectrum = reinterpret_cast<float*>(workSpectrum32.Data());
+    kern::FFTExecC32(plan32, reinterpret_cast<const float*>(work32.Data()), spectrum, true, planWork32);
     workSpectrum32 *= impulseSpectrum32;
-    ft->Inverse(inverse32, workSpectrum32);
+    kern::FFTExecC32(plan32, spectrum, reinterpret_cast<float*>(inverse32.Data()), false, planWork32);
     // The valid outputs from index N-1 on, post-chirped and reduced to magnitudes (or powers) in one pass.
     out.Resize(m);
     const size_t first = static_cast<size_t>(n) - 1;

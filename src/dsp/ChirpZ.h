@@ -20,6 +20,9 @@
 
 namespace VELA {
 
+namespace kern {
+struct FFTPlan;
+}
 class FT;
 class UnitTestRecorder;
 
@@ -66,6 +69,10 @@ class VELA_API ChirpZ {
     VecCplx64 preChirp64, impulse64, impulseSpectrum64, work64, workSpectrum64, postChirp64;
     VecCplx32 preChirp32, impulse32, impulseSpectrum32, work32, workSpectrum32, postChirp32;
     VecCplx32 inverse32;  // the inverse transform of the weighted forms (L points)
+    // The transform object's plan of L points and its work buffer, for the weighted forms' two
+    // transforms (the object never plans another length, so neither changes after construction).
+    kern::FFTPlan* plan32 = nullptr;
+    void* planWork32 = nullptr;
     int inputSize;
     int outputSize;
     int fftSize;    // L: power of two at or above N + M - 1

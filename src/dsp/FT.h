@@ -77,6 +77,8 @@ class VELA_API FT {
     static bool UnitTest(UnitTestRecorder& recorder);
 
   private:
+    // The chirp-Z transform runs its one length through the plan directly, without the lookup per call.
+    friend class ChirpZ;
     kern::FFTPlan* GetSpec(int length, FTType type);
     void ResizeBuf(size_t size);
     void ComputeFT(const float* in, Cplx32* out, int length);
