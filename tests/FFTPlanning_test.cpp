@@ -1,6 +1,7 @@
 // FFTPlanning: the process-wide planning rigour and FFTW's wisdom, exported and imported.
 #include <corvane/dsp/FFTPlanning.h>
 #include <corvane/dsp/FT.h>
+#include <fftw3.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -52,7 +53,7 @@ TEST(FFTPlanning, DefaultIsAutomaticWithoutABound) {
 TEST(FFTPlanning, ValuesOutsideTheEnumerationOrBadBoundsAreRefusedAndChangeNothing) {
     RestoreRigour restore;
     FFTPlanning::SetRigour(FFTPlanningEstimate, 0.5);
-    EXPECT_TRUE(ThrowsInvalidInput([] { FFTPlanning::SetRigour(static_cast<FFTPlanningRigour>(5), 0); }));
+    EXPECT_TRUE(ThrowsInvalidInput([] { FFTPlanning::SetRigour(static_cast<FFTPlanningRigour>(6), 0); }));
     EXPECT_TRUE(ThrowsInvalidInput([] { FFTPlanning::SetRigour(static_cast<FFTPlanningRigour>(-1), 0); }));
     EXPECT_TRUE(ThrowsInvalidInput([] { FFTPlanning::SetRigour(FFTPlanningMeasure, -1); }));
     EXPECT_TRUE(ThrowsInvalidInput([] { FFTPlanning::SetRigour(FFTPlanningMeasure, std::nan("")); }));
@@ -66,10 +67,10 @@ TEST(FFTPlanning, EveryRigourGivesTheSameTransform) {
     RestoreRigour restore;
     // Short lengths keep the measuring planners quick (a prime is measured for seconds); the patient
     // planner is bounded as well.
-    for (FFTPlanningRigour r :
-         {FFTPlanningAutomatic, FFTPlanningEstimate, FFTPlanningMeasure, FFTPlanningPatient})
+    for (FFTPlanningRigour r : {FFTPlanningAutomatic, FFTPlanningEstimate, FFTPlanningMeasure,
+                                FFTPlanningPatient, FFTPlanningMeasureDirect})
         for (int n : {1, 7, 64, 97}) {
-            if (n == 97 && r >= FFTPlanningMeasure) continue;
+            if (n == 97 && r != FFTPlanningAutomatic && r != FFTPlanningEstimate) continue;
             FFTPlanning::SetRigour(r, r == FFTPlanningPatient ? 0.2 : 0);
             SCOPED_TRACE(testing::Message() << "rigour " << r);
             ExpectForwardRight(n);
@@ -79,6 +80,22 @@ TEST(FFTPlanning, EveryRigourGivesTheSameTransform) {
     FFTPlanning::SetRigour(FFTPlanningPatient, 1e-6);
     EXPECT_EQ(FFTPlanning::GetSecondsPerPlan(), 1e-6);
     ExpectForwardRight(4096);
+}
+
+// The direct measuring planner asks FFTW to measure without its indirect solvers, for every kind and
+// length, and its plans are measured ones: the length is in the wisdom afterwards.
+TEST(FFTPlanning, DirectMeasuringPlannerMeasuresWithoutIndirectSolvers) {
+    RestoreRigour restore;
+    FFTPlanning::SetRigour(FFTPlanningMeasureDirect, 0);
+    EXPECT_EQ(FFTPlanning::GetRigour(), FFTPlanningMeasureDirect);
+    for (int n : {16, 1000, 1 << 20}) {
+        EXPECT_EQ(kern::FFTPlannerFlags(kern::FFTKind::C32, n), unsigned{FFTW_MEASURE | FFTW_NO_INDIRECT_OP});
+        EXPECT_EQ(kern::FFTPlannerFlags(kern::FFTKind::R64, n), unsigned{FFTW_MEASURE | FFTW_NO_INDIRECT_OP});
+    }
+    FFTPlanning::ForgetWisdom();
+    EXPECT_FALSE(kern::FFTWisdomKnows(kern::FFTKind::C32, 144));
+    ExpectForwardRight(144);
+    EXPECT_TRUE(kern::FFTWisdomKnows(kern::FFTKind::C32, 144));
 }
 
 TEST(FFTPlanning, ALengthPlannedOnceIsKeptInTheProcessWisdom) {

@@ -13,7 +13,7 @@ namespace VELA {
 
 void FFTPlanning::SetRigour(FFTPlanningRigour rigour, double secondsPerPlan) {
     if (static_cast<int32_t>(rigour) < FFTPlanningAutomatic ||
-        static_cast<int32_t>(rigour) > FFTPlanningExhaustive || !std::isfinite(secondsPerPlan) ||
+        static_cast<int32_t>(rigour) > FFTPlanningMeasureDirect || !std::isfinite(secondsPerPlan) ||
         secondsPerPlan < 0)
         VELA_THROW(VELAErrorInvalidInputParameter);
     kern::SetFFTPlannerRigour(static_cast<kern::FFTRigour>(rigour), secondsPerPlan);

@@ -21,6 +21,10 @@ enum FFTPlanningRigour : int32_t {
     FFTPlanningMeasure = 2,     // FFTW_MEASURE: times candidates, 0.1 to several seconds per new length
     FFTPlanningPatient = 3,     // FFTW_PATIENT: about ten times MEASURE's planning time
     FFTPlanningExhaustive = 4,  // FFTW_EXHAUSTIVE
+    // FFTW_MEASURE among the solvers that work on the data where they lie (FFTW_NO_INDIRECT_OP): a
+    // third to a half of MEASURE's planning time, within about 50 ms up to 4096 points here, for plans
+    // about as fast as MEASURE's (bench/RESULTS.md, "FFTW planning rigour").
+    FFTPlanningMeasureDirect = 5,
 };
 
 class VELA_API FFTPlanning {

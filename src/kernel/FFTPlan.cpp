@@ -56,6 +56,8 @@ unsigned PlannerFlags(FFTKind kind, int length) {
             return FFTW_PATIENT;
         case FFTRigour::Exhaustive:
             return FFTW_EXHAUSTIVE;
+        case FFTRigour::MeasureDirect:
+            return FFTW_MEASURE | FFTW_NO_INDIRECT_OP;
         case FFTRigour::Automatic:
             break;
     }

@@ -32,7 +32,15 @@ void FFTDestroy(FFTPlan* plan);
 // complex points, FFTW_MEASURE from there on (the default). The others apply their FFTW flag to every
 // length. secondsPerPlan > 0 bounds each plan's planning time (FFTW then keeps the best plan found in
 // time, at worst the ESTIMATE plan); anything else removes the bound.
-enum class FFTRigour : int32_t { Automatic = 0, Estimate = 1, Measure = 2, Patient = 3, Exhaustive = 4 };
+// MeasureDirect: FFTW_MEASURE | FFTW_NO_INDIRECT_OP.
+enum class FFTRigour : int32_t {
+    Automatic = 0,
+    Estimate = 1,
+    Measure = 2,
+    Patient = 3,
+    Exhaustive = 4,
+    MeasureDirect = 5
+};
 void SetFFTPlannerRigour(FFTRigour rigour, double secondsPerPlan);
 FFTRigour GetFFTPlannerRigour();
 double GetFFTPlannerTimeLimit();
