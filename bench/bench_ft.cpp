@@ -1,7 +1,8 @@
 // FT::Forward on complex float beside raw FFTW executing a measured plan (FFTW_MEASURE) on the same kind
 // of data (out of place, 64-byte aligned vectors). Two ratios: the library with its default planning
 // (plan quality and the class's own cost), and with FFTPlanningMeasure (the class's own cost: plan
-// lookup, alignment check, resize of the output and the scaling decision).
+// lookup, alignment check, resize of the output and the scaling decision); and with
+// FFTPlanningMeasureDirect, the cheaper measuring planner.
 #include <fftw3.h>
 
 #include <cstdio>
@@ -66,14 +67,18 @@ int main(int argc, char** argv) {
     for (int n : {64, 1024, 4096, 4099, 65536}) {
         const std::string subject = "FT/Forward_C32/" + std::to_string(n);
         const std::string measured = "FT/Forward_C32_measure/" + std::to_string(n);
+        const std::string direct = "FT/Forward_C32_measure_direct/" + std::to_string(n);
         const std::string anchor = "FFTW/execute_C32_MEASURE/" + std::to_string(n);
         benchmark::RegisterBenchmark(subject.c_str(), FTForward, n, VELA::FFTPlanningAutomatic)
             ->Unit(benchmark::kMicrosecond);
         benchmark::RegisterBenchmark(measured.c_str(), FTForward, n, VELA::FFTPlanningMeasure)
             ->Unit(benchmark::kMicrosecond);
+        benchmark::RegisterBenchmark(direct.c_str(), FTForward, n, VELA::FFTPlanningMeasureDirect)
+            ->Unit(benchmark::kMicrosecond);
         benchmark::RegisterBenchmark(anchor.c_str(), RawFftw, n)->Unit(benchmark::kMicrosecond);
         reporter.Compare(subject, anchor, bench::SummaryReporter::Metric::TimeRatio, n == 64 ? 0.0 : 1.05);
         reporter.Compare(measured, anchor, bench::SummaryReporter::Metric::TimeRatio, n == 64 ? 0.0 : 1.05);
+        reporter.Compare(direct, anchor, bench::SummaryReporter::Metric::TimeRatio, n == 64 ? 0.0 : 1.05);
     }
     return bench::RunAll(argc, argv, reporter);
 }
