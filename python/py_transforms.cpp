@@ -235,6 +235,20 @@ void RegisterTransforms(py::module_& m) {
         bool use64;
         VELA::VecCplx32 in32, out32;
         VELA::VecCplx64 in64, out64;
+        VELA::VecReal32 weights, result;
+    };
+    // |X[j]| or |X[j]|^2 of the block weighted point by point (complex64 objects only).
+    auto weighted = [](PyChirpZ& s, const py::handle& obj, const py::handle& w, bool power) -> py::array {
+        ObjectLock lock(s.mu);
+        LoadVector(s.in32, obj, "x");
+        LoadVector(s.weights, w, "weights");
+        Released([&] {
+            if (power)
+                s.cz.ApplyPower(s.result, s.in32, s.weights);
+            else
+                s.cz.ApplyMagnitude(s.result, s.in32, s.weights);
+        });
+        return ToNumpy(s.result);
     };
     py::class_<PyChirpZ>(
         m, "ChirpZ",
@@ -265,6 +279,22 @@ void RegisterTransforms(py::module_& m) {
             },
             py::arg("x"),
             "The M outputs for a block of at least N samples (complex64, or complex128 with use64).")
+        .def(
+            "apply_magnitude",
+            [weighted](PyChirpZ& s, const py::handle& x, const py::handle& w) {
+                return weighted(s, x, w, false);
+            },
+            py::arg("x"), py::arg("weights"),
+            "|X[j]| (float32, M points) of the block x[n] * weights[n] (complex64 x and float32 weights, at "
+            "least N of each; a window's coefficients, say), in one call: the values of weighting, apply and "
+            "abs. Objects made with use64 raise corvane.Error.")
+        .def(
+            "apply_power",
+            [weighted](PyChirpZ& s, const py::handle& x, const py::handle& w) {
+                return weighted(s, x, w, true);
+            },
+            py::arg("x"), py::arg("weights"),
+            "|X[j]|^2 (float32, M points) of the weighted block, as apply_magnitude.")
         .def_property_readonly(
             "input_size", [](PyChirpZ& s) { return s.cz.GetInputSize(); }, "N, samples read from each block.")
         .def_property_readonly(
