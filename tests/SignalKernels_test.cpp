@@ -2,8 +2,11 @@
 // bodies, their tails and the empty case, from aligned and unaligned starts.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <random>
 #include <vector>
 
 #include "kernel/Dispatch.h"
@@ -240,6 +243,39 @@ TEST_P(SignalKernelLevels, GroupedMaxMinFollowReferenceOnNaNAndAtTheEnd) {
             Ref().group_maxmin_f32(a.data(), g, m, r1.data());
             T().group_maxmin_f32(a.data(), g, m, r2.data());
             same(2 * static_cast<size_t>(m));
+        }
+}
+
+// Groups full of ties, at the group sizes whose results are the reference's bits (the others may give the
+// other zero on a tie between -0 and +0): the reference keeps the first of equal extremes, so -0 and +0,
+// equal values and infinities must come out with its bits (a float comparison would not see a -0 for +0).
+TEST_P(SignalKernelLevels, GroupedMaxMinKeepTheReferencesBitsAmongTies) {
+    const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
+    const float pool[] = {-0.0f, 0.0f, 1.0f, -1.0f, 2.0f, -2.0f, inf, -inf, nan};
+    std::mt19937 gen(5);
+    for (int g : {2, 3, 4, 8, 16})
+        for (int m : {1, 3, 64}) {
+            SCOPED_TRACE(testing::Message() << "group=" << g << " groups=" << m);
+            std::vector<float> a(static_cast<size_t>(g) * m);
+            // Mostly zeros of both signs, so that ties between them decide many groups.
+            for (float& x : a)
+                x = gen() % 3 == 0 ? pool[gen() % 9] : pool[gen() % 2];
+            std::vector<float> r1(2 * static_cast<size_t>(m)), r2(2 * static_cast<size_t>(m));
+            auto same = [&](size_t count, const char* what) {
+                for (size_t i = 0; i < count; ++i)
+                    ASSERT_TRUE((std::isnan(r1[i]) && std::isnan(r2[i])) ||
+                                std::bit_cast<uint32_t>(r1[i]) == std::bit_cast<uint32_t>(r2[i]))
+                        << what << " i=" << i << ": " << r1[i] << " vs " << r2[i];
+            };
+            Ref().group_max_f32(a.data(), g, m, r1.data());
+            T().group_max_f32(a.data(), g, m, r2.data());
+            same(static_cast<size_t>(m), "max");
+            Ref().group_min_f32(a.data(), g, m, r1.data());
+            T().group_min_f32(a.data(), g, m, r2.data());
+            same(static_cast<size_t>(m), "min");
+            Ref().group_maxmin_f32(a.data(), g, m, r1.data());
+            T().group_maxmin_f32(a.data(), g, m, r2.data());
+            same(2 * static_cast<size_t>(m), "maxmin");
         }
 }
 
