@@ -296,7 +296,8 @@ TEST(SpectrumKernels, FastRangeEdgesAgreeAtEveryLevel) {
                               {3e38f, 3e38f}};
     const int kEdges = static_cast<int>(sizeof edges / sizeof edges[0]);
     std::vector<kern::Variant> levels = OptimisedLevels();
-    const int n = 37;  // two 16-lane steps and a tail of 5; four 8-lane steps and a tail of 5
+    // A pair of steps, one single step and a scalar tail at every level (16, 8 and 4 lanes).
+    const int n = 61;
     for (int e = 0; e < kEdges; ++e) {
         for (int pos = 0; pos < n; ++pos) {
             std::vector<float> s(2 * static_cast<size_t>(n));
