@@ -31,7 +31,7 @@ struct SpectrumKernelTable {
     // logarithm and scale in one pass. Where re^2 + im^2 lies in [2^-100, 2^100] (|s_i| in [2^-50,
     // 2^50]), eps is below half an ulp of |s_i| and the value is 10 log10(re^2 + im^2), evaluated in
     // float from the exponent and a polynomial for the mantissa (within half a float spacing of the
-    // result plus 4e-7 dB of the exact value: at most 1.6e-5 dB; see SpectrumScalar.h).
+    // result plus 6e-7 dB of the exact value: at most 1.6e-5 dB; see SpectrumScalar.h).
     // Elsewhere (zero, tiny, huge, Inf, NaN) it is the library's step-by-step form: the magnitude as
     // MathUtils::Abs forms it, plus eps, log10 in double rounded to float, times 20, so zero gives
     // 20 log10(eps), about -800 dB.
