@@ -12,6 +12,7 @@
 
 #include "kernel/Dispatch.h"
 #include "kernel/SpectrumKernels.h"
+#include "kernel/SpectrumScalar.h"
 #include "kernel/VectorKernels.h"
 #include "support/TestUtil.h"
 
@@ -320,4 +321,26 @@ TEST(SpectrumKernels, FastRangeEdgesAgreeAtEveryLevel) {
             }
         }
     }
+}
+
+// The vector levels test the range on the bits of the power (one unsigned compare, or two signed ones);
+// the reference compares floats. The two tests agree on every float, negative ones, zeros and NaNs of
+// either sign included: a sweep over the bit patterns and every pattern next to the two ends.
+TEST(SpectrumKernels, RangeTestOnBitsEqualsTheFloatTest) {
+    auto check = [](uint32_t b) {
+        const float p = std::bit_cast<float>(b);
+        ASSERT_EQ(kern::spectrum::FastRangeBits(b), kern::spectrum::FastRange(p)) << std::hex << b;
+    };
+    for (uint64_t b = 0; b <= 0xffffffffull; b += 4099)
+        check(static_cast<uint32_t>(b));
+    for (uint32_t edge : {kern::spectrum::kFastLowBits, kern::spectrum::kFastHighBits,
+                          0x80000000u | 0x0d800000u, 0x7f800000u, 0x7fc00000u, 0xffc00000u, 0u, 0x80000000u})
+        for (uint32_t d = 0; d < 5; ++d) {
+            check(edge + d);
+            check(edge - d);
+        }
+    EXPECT_TRUE(kern::spectrum::FastRange(0x1p-100f));
+    EXPECT_TRUE(kern::spectrum::FastRange(0x1p100f));
+    EXPECT_FALSE(kern::spectrum::FastRange(std::nextafter(0x1p-100f, 0.0f)));
+    EXPECT_FALSE(kern::spectrum::FastRange(std::nextafter(0x1p100f, 1e31f)));
 }
