@@ -17,10 +17,17 @@ Spectrum::Spectrum(int size, WindowType type, float para)
     m_window = m_windowFactory.MakeWindow(type, size, para);
     // Without a window there is no measurement to make; say so now rather than at the first Apply.
     if (!m_window) VELA_THROW(VELAErrorInvalidInputParameter);
-    m_ft = new FT();
-    // The window stores each coefficient twice (for interleaved complex data); the complex Apply reads
-    // them once each from this copy, half the memory traffic for the same products.
-    m_window->GetCoefficients(m_taper);
+    try {
+        m_ft = new FT();
+        // The window stores each coefficient twice (for interleaved complex data); the complex Apply
+        // reads them once each from this copy, half the memory traffic for the same products.
+        m_window->GetCoefficients(m_taper);
+    } catch (...) {
+        // No destructor runs for a constructor that throws: release what is already owned.
+        delete m_ft;
+        delete m_window;
+        throw;
+    }
 }
 
 Spectrum::~Spectrum() {
