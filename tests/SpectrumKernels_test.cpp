@@ -13,6 +13,7 @@
 #include "kernel/Dispatch.h"
 #include "kernel/MathKernels.h"
 #include "kernel/SpectrumKernels.h"
+#include "kernel/SpectrumScalar.h"
 #include "kernel/VectorKernels.h"
 #include "support/TestUtil.h"
 
@@ -224,6 +225,125 @@ TEST(SpectrumKernels, ComplexProductEqualsCopyThenInPlaceProduct) {
             }
         }
     }
+}
+
+// The window product with one coefficient per complex point: every level (and the reference) gives,
+// bit for bit, the product of the data with each coefficient stored twice (the reference's plain
+// float product, the form the window itself applies), over odd and even lengths, data, coefficients and
+// result at different offsets from a 64-byte boundary, in place as well; nothing is written past the end.
+TEST(SpectrumKernels, WindowProductEqualsTheDoubledCoefficientProduct) {
+    std::vector<kern::Variant> levels = OptimisedLevels();
+    levels.insert(levels.begin(), kern::Variant::Reference);
+    const int lengths[] = {0, 1, 2, 3, 5, 7, 8, 15, 16, 17, 31, 33, 63, 64, 65, 1023, 4097};
+    for (kern::Variant level : levels) {
+        const kern::SpectrumKernelTable& k = *kern::SpectrumTableFor(level);
+        for (int n : lengths) {
+            for (int off : kOffsets) {
+                const int woff = (off + 2) % 4;  // coefficients on a different offset from the data
+                SCOPED_TRACE(testing::Message() << k.name << " n=" << n << " offset=" << off);
+                const size_t floats = 2 * static_cast<size_t>(n);
+                const std::vector<float> src =
+                    Awkward(static_cast<size_t>(n), 71u + static_cast<unsigned>(n));
+                std::mt19937 gen(static_cast<unsigned>(n) * 3u + static_cast<unsigned>(off));
+                std::uniform_real_distribution<float> u(0.0f, 1.0f);
+                Buf s(floats, off), w(static_cast<size_t>(n), woff), doubled(floats, off), got(floats, off),
+                    want(floats, off);
+                std::copy(src.begin(), src.end(), s.Data());
+                for (int i = 0; i < n; ++i) {
+                    w.Data()[i] = u(gen);
+                    doubled.Data()[2 * i] = doubled.Data()[2 * i + 1] = w.Data()[i];
+                }
+                Ref().mul_f32(s.Data(), doubled.Data(), want.Data(), 2 * n);
+                k.window_c32(s.Data(), w.Data(), got.Data(), n);
+                for (size_t i = 0; i < floats; ++i)
+                    ASSERT_TRUE(SameFloat(got.Data()[i], want.Data()[i])) << "i=" << i;
+                EXPECT_EQ(got.Data()[floats], -777.0f);
+                k.window_c32(s.Data(), w.Data(), s.Data(), n);
+                for (size_t i = 0; i < floats; ++i)
+                    ASSERT_TRUE(SameFloat(s.Data()[i], want.Data()[i])) << "in place i=" << i;
+                EXPECT_EQ(s.Data()[floats], -777.0f);
+            }
+        }
+    }
+}
+
+// The vector levels choose between the fast and the step-by-step form on the bits of the power; the
+// reference compares floats. Zeros, denormals, infinities, NaNs of both signs and powers on and next to
+// both ends of the fast range, each put at every lane position of a vector step (and in the scalar
+// tail), give the reference's values bit for bit at every level. (On the ends themselves the two forms
+// happen to give the same float, so there the test shows that nothing breaks, not which form ran.)
+TEST(SpectrumKernels, FastRangeEdgesAgreeAtEveryLevel) {
+    const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
+    const float lo = 0x1p-50f, hi = 0x1p50f;
+    // (re, im) pairs; the power of the first few is exactly 2^-100 or 2^100, or the next float out.
+    const float edges[][2] = {{lo, 0.0f},
+                              {std::nextafter(lo, 0.0f), 0.0f},
+                              {std::nextafter(lo, 1.0f), 0.0f},
+                              {0.0f, -lo},
+                              {hi, 0.0f},
+                              {std::nextafter(hi, inf), 0.0f},
+                              {std::nextafter(hi, 0.0f), 0.0f},
+                              {-hi, 0.0f},
+                              {0x1p-51f, 0x1p-51f},  // power 2^-101: outside
+                              {0x1p49f, 0x1p49f},    // power 2^99: inside
+                              {0.0f, 0.0f},
+                              {-0.0f, -0.0f},
+                              {1.4e-45f, 0.0f},
+                              {1e-40f, -1e-40f},
+                              {inf, 1.0f},
+                              {1.0f, -inf},
+                              {nan, 1.0f},
+                              {-nan, 1.0f},
+                              {-nan, -nan},
+                              {3e38f, 3e38f}};
+    const int kEdges = static_cast<int>(sizeof edges / sizeof edges[0]);
+    std::vector<kern::Variant> levels = OptimisedLevels();
+    // A pair of steps, one single step and a scalar tail at every level (16, 8 and 4 lanes).
+    const int n = 61;
+    for (int e = 0; e < kEdges; ++e) {
+        for (int pos = 0; pos < n; ++pos) {
+            std::vector<float> s(2 * static_cast<size_t>(n));
+            for (int i = 0; i < n; ++i) {  // ordinary in-range neighbours
+                s[2 * static_cast<size_t>(i)] = 0.25f + 0.01f * static_cast<float>(i);
+                s[2 * static_cast<size_t>(i) + 1] = -0.5f + 0.02f * static_cast<float>(i);
+            }
+            s[2 * static_cast<size_t>(pos)] = edges[e][0];
+            s[2 * static_cast<size_t>(pos) + 1] = edges[e][1];
+            std::vector<float> want(static_cast<size_t>(n));
+            Ref().mag_db_c32(s.data(), want.data(), n);
+            for (kern::Variant level : levels) {
+                const kern::SpectrumKernelTable& k = *kern::SpectrumTableFor(level);
+                std::vector<float> got(static_cast<size_t>(n));
+                k.mag_db_c32(s.data(), got.data(), n);
+                for (int i = 0; i < n; ++i)
+                    ASSERT_TRUE(SameFloat(got[static_cast<size_t>(i)], want[static_cast<size_t>(i)]))
+                        << k.name << " edge " << e << " at " << pos << ", element " << i << ": "
+                        << got[static_cast<size_t>(i)] << " vs " << want[static_cast<size_t>(i)];
+            }
+        }
+    }
+}
+
+// The vector levels test the range on the bits of the power (one unsigned compare, or two signed ones);
+// the reference compares floats. The two tests agree on every float, negative ones, zeros and NaNs of
+// either sign included: a sweep over the bit patterns and every pattern next to the two ends.
+TEST(SpectrumKernels, RangeTestOnBitsEqualsTheFloatTest) {
+    auto check = [](uint32_t b) {
+        const float p = std::bit_cast<float>(b);
+        ASSERT_EQ(kern::spectrum::FastRangeBits(b), kern::spectrum::FastRange(p)) << std::hex << b;
+    };
+    for (uint64_t b = 0; b <= 0xffffffffull; b += 4099)
+        check(static_cast<uint32_t>(b));
+    for (uint32_t edge : {kern::spectrum::kFastLowBits, kern::spectrum::kFastHighBits,
+                          0x80000000u | 0x0d800000u, 0x7f800000u, 0x7fc00000u, 0xffc00000u, 0u, 0x80000000u})
+        for (uint32_t d = 0; d < 5; ++d) {
+            check(edge + d);
+            check(edge - d);
+        }
+    EXPECT_TRUE(kern::spectrum::FastRange(0x1p-100f));
+    EXPECT_TRUE(kern::spectrum::FastRange(0x1p100f));
+    EXPECT_FALSE(kern::spectrum::FastRange(std::nextafter(0x1p-100f, 0.0f)));
+    EXPECT_FALSE(kern::spectrum::FastRange(std::nextafter(0x1p100f, 1e31f)));
 }
 
 // The chirp-Z's fused passes: every level (and the reference) gives, bit for bit, what the separate steps

@@ -12,9 +12,11 @@
 // length has run (which also plans the transform), further calls of that length allocate nothing.
 // Each Apply stands alone (no averaging). One object serves one thread at a time.
 //
-// In dB the passes after the transform (magnitude, rotation, epsilon, logarithm, scale) run as one
-// kernel pass written straight into display order; the result agrees with the step-by-step form to
-// about 2e-5 dB (see kernel/SpectrumKernels.h). The linear form goes step by step.
+// A complex block of length N is windowed from a copy of the N coefficients, one per point (the window
+// itself stores each twice); the products are those of Window::Apply. In dB the passes after the transform
+// (magnitude, rotation, epsilon, logarithm, scale) run as one kernel pass written straight into display
+// order; the result agrees with the step-by-step form to about 2e-5 dB (see kernel/SpectrumKernels.h). The
+// linear form goes step by step.
 //
 // Copying is refused. The object owns its window and transform through plain pointers; a flat copy of
 // them would leave two owners deleting one object, and no caller needs a copy.
@@ -84,6 +86,7 @@ class VELA_API Spectrum {
     VecReal32 m_mag;           // magnitudes in transform order (linear unit)
     VecReal32 m_shifted;       // magnitudes in display order (linear unit)
     WindowFactory m_windowFactory;
+    VecReal32 m_taper;  // the window's N coefficients, once each (complex blocks of length N)
 };
 
 }  // namespace VELA

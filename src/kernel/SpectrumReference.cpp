@@ -11,6 +11,13 @@ void MulF32(const float* a, const float* b, float* d, int n) {
         d[i] = a[i] * b[i];
 }
 
+void WindowC32(const float* s, const float* w, float* d, int n) {
+    for (int i = 0; i < n; ++i) {
+        d[2 * i] = s[2 * i] * w[i];
+        d[2 * i + 1] = s[2 * i + 1] * w[i];
+    }
+}
+
 template <class T>
 void CmulCx(const T* a, const T* b, T* d, int n) {
     for (int i = 0; i < n; ++i) {
@@ -53,7 +60,7 @@ void CmulPowC32(const float* a, const float* b, float* d, int n) {
 }  // namespace
 
 extern const SpectrumKernelTable kSpectrumTable;
-const SpectrumKernelTable kSpectrumTable = {"reference", MulF32,   CmulCx<float>, CmulCx<double>,
-                                            MagDbC32,    WcmulC32, CmulMagC32,    CmulPowC32};
+const SpectrumKernelTable kSpectrumTable = {"reference", MulF32,   WindowC32,  CmulCx<float>, CmulCx<double>,
+                                            MagDbC32,    WcmulC32, CmulMagC32, CmulPowC32};
 
 }  // namespace VELA::kern::reference
