@@ -317,8 +317,7 @@ TEST(FT, EnergyIsConservedUpToTheLength) {
     }
 }
 
-// Large enough that the plans are measured rather than estimated; the input is an unaligned view, so
-// an unaligned plan is measured as well.
+// A long transform; the input is an unaligned view, so it is staged through the work buffer.
 TEST(FT, LargeTransformOfAViewMatchesDirectSumsAndRoundTrips) {
     const int n = 1 << 18;
     const std::vector<double> z = RoundToFloat(RandomComplex(n + 1, 80));

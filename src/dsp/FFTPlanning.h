@@ -3,7 +3,8 @@
 // Every transform object (FT, DFT, FFT and the measurement classes built on them) plans its lengths
 // with FFTW when it is made or re-parameterised, and FFTW remembers what it learnt (its wisdom) for the
 // life of the process, so a length planned once costs next to nothing again. By default the planner
-// estimates below 2 MiB of complex points and measures above. An application that can spend more
+// estimates at every length: a few milliseconds per new length, and the same plans (so the same
+// results to the last bit) in every run. An application that can spend more
 // time planning (at start-up, say) asks for a measuring planner here; one that keeps FFTW's wisdom
 // between runs exports it and imports it at the next start. The library reads no file and no
 // environment variable by itself: only these calls do.
@@ -16,7 +17,7 @@
 namespace VELA {
 
 enum FFTPlanningRigour : int32_t {
-    FFTPlanningAutomatic = 0,   // estimate below 2 MiB of complex points, measure from there on
+    FFTPlanningAutomatic = 0,   // the default: FFTW_ESTIMATE at every length
     FFTPlanningEstimate = 1,    // FFTW_ESTIMATE: no trial transforms, plans in well under 1 ms
     FFTPlanningMeasure = 2,     // FFTW_MEASURE: times candidates, 0.1 to several seconds per new length
     FFTPlanningPatient = 3,     // FFTW_PATIENT: about ten times MEASURE's planning time

@@ -25,28 +25,21 @@ std::mutex& PlannerLock() {
     return m;
 }
 
-// How hard the planner works by default, by the size of the transform (measured in bench/RESULTS.md,
-// "FFTW planning rigour"). While n complex points take less than 2 MiB (n < 2^18 in float, 2^17 in
-// double) FFTW_MEASURE's plans ran up to about 40% faster than FFTW_ESTIMATE's (median about 10%), often
-// not at all or slower, but took 0.1 to 3.6 s each to make against under 2 ms, and a process pays that
-// once per length, kind and direction: with MEASURE everywhere the test suite spent most of its CPU
-// time planning. From 2 MiB on, ESTIMATE's plans ran 1.7 to 2 times slower, and MEASURE's seconds of
-// planning are repaid within a few thousand transforms. Real transforms follow the complex rule for
-// their length (not measured). An application that can afford more planning asks for it with
-// SetFFTPlannerRigour.
-constexpr size_t kMeasureFromBytes = size_t{2} << 20;
+// How hard the planner works by default (measured in bench/RESULTS.md, "FFTW planning rigour" and
+// "Planning: what a measuring planner costs here"): FFTW_ESTIMATE at every length. It plans any length
+// in a few milliseconds (3.3 ms for 2^20 points) and gives the same plan in every process, so a run
+// repeats bit for bit. FFTW_MEASURE's plans run up to about 40% faster below 2 MiB of complex points and
+// up to 2 times faster above, but take 0.1 to several seconds per length, kind and direction (a third
+// to a half of that among the direct solvers), which the default may not spend on a caller's first
+// call, and they differ from process to process. An application that transforms one length often asks
+// for them with SetFFTPlannerRigour (and keeps them with the wisdom calls).
 
 // The rigour chosen by the application (FFTRigour), and FFTW's time limit per plan in seconds (< 0:
 // none). Read under the planner lock, written with it held.
 std::atomic<int> g_rigour{static_cast<int>(FFTRigour::Automatic)};
 double g_timeLimit = -1.0;
 
-unsigned AutomaticFlags(FFTKind kind, int length) {
-    const size_t point = (kind == FFTKind::R64 || kind == FFTKind::C64 ? sizeof(double) : sizeof(float)) * 2;
-    return static_cast<size_t>(length) * point >= kMeasureFromBytes ? FFTW_MEASURE : FFTW_ESTIMATE;
-}
-
-unsigned PlannerFlags(FFTKind kind, int length) {
+unsigned PlannerFlags() {
     switch (static_cast<FFTRigour>(g_rigour.load(std::memory_order_relaxed))) {
         case FFTRigour::Estimate:
             return FFTW_ESTIMATE;
@@ -61,7 +54,7 @@ unsigned PlannerFlags(FFTKind kind, int length) {
         case FFTRigour::Automatic:
             break;
     }
-    return AutomaticFlags(kind, length);
+    return FFTW_ESTIMATE;
 }
 
 template <class T>
@@ -153,7 +146,7 @@ void* MakeOne(const FFTPlan& p, int dir, bool unaligned, unsigned extraFlags = 0
     void* result = nullptr;
     if (a && b) {
         // See Get: the unaligned plans are made inside execution, so never by a measuring planner.
-        unsigned flags = unaligned ? (FFTW_ESTIMATE | FFTW_UNALIGNED) : PlannerFlags(p.kind, n);
+        unsigned flags = unaligned ? (FFTW_ESTIMATE | FFTW_UNALIGNED) : PlannerFlags();
         flags |= extraFlags;
         F::set_timelimit(g_timeLimit);
         if (!(extraFlags & FFTW_WISDOM_ONLY)) g_plannerCalls.fetch_add(1, std::memory_order_relaxed);
@@ -286,11 +279,11 @@ int FFTMaxLength(FFTKind kind) {
     return 0;
 }
 
-unsigned FFTPlannerFlags(FFTKind kind, int length) {
-    return PlannerFlags(kind, length);
+unsigned FFTPlannerFlags(FFTKind, int) {
+    return PlannerFlags();
 }
-unsigned FFTPlannerFlags(int length) {
-    return PlannerFlags(FFTKind::C32, length);
+unsigned FFTPlannerFlags(int) {
+    return PlannerFlags();
 }
 
 size_t FFTWorkBytes(FFTKind kind, int length) {

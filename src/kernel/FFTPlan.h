@@ -28,11 +28,11 @@ FFTPlan* FFTCreate(FFTKind kind, int length, int normFlag);
 int FFTMaxLength(FFTKind kind);
 void FFTDestroy(FFTPlan* plan);
 
-// How hard FFTW's planner works for plans made from now on. Automatic: FFTW_ESTIMATE below 2 MiB of
-// complex points, FFTW_MEASURE from there on (the default). The others apply their FFTW flag to every
-// length. secondsPerPlan > 0 bounds each plan's planning time (FFTW then keeps the best plan found in
-// time, at worst the ESTIMATE plan); anything else removes the bound.
-// MeasureDirect: FFTW_MEASURE | FFTW_NO_INDIRECT_OP.
+// How hard FFTW's planner works for plans made from now on. Automatic (the default): FFTW_ESTIMATE at
+// every length, a few milliseconds per plan and the same plan in every process. The others apply their
+// FFTW flag to every length. secondsPerPlan > 0 bounds each plan's planning time (FFTW then keeps the best
+// plan found in time, at worst the ESTIMATE plan); anything else removes the bound. MeasureDirect:
+// FFTW_MEASURE | FFTW_NO_INDIRECT_OP.
 enum class FFTRigour : int32_t {
     Automatic = 0,
     Estimate = 1,
@@ -57,7 +57,8 @@ void FFTForgetWisdom();
 bool FFTWisdomKnows(FFTKind kind, int length);
 
 // The FFTW planner flags (the rigour: FFTW_ESTIMATE, FFTW_MEASURE, ...) used for plans of `kind` and
-// `length` points. Benchmarks plan their raw-FFTW anchors with the same flags.
+// `length` points (today the same for every kind and length). Benchmarks plan their raw-FFTW anchors with the
+// same flags.
 unsigned FFTPlannerFlags(FFTKind kind, int length);
 // The same for complex float (FFTKind::C32).
 unsigned FFTPlannerFlags(int length);
