@@ -83,6 +83,14 @@ bool SameFloat(float a, float b) {
     return (std::isnan(a) && std::isnan(b)) || std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b);
 }
 
+// SameFloat over n values; the first that differs is named in the failure.
+testing::AssertionResult SameFloats(const float* got, const float* want, size_t n) {
+    for (size_t i = 0; i < n; ++i)
+        if (!SameFloat(got[i], want[i]))
+            return testing::AssertionFailure() << "i=" << i << ": " << got[i] << " vs " << want[i];
+    return testing::AssertionSuccess();
+}
+
 }  // namespace
 
 TEST(SpectrumKernels, EveryLevelMatchesTheReferenceBitForBit) {
@@ -101,20 +109,17 @@ TEST(SpectrumKernels, EveryLevelMatchesTheReferenceBitForBit) {
                 Buf got(static_cast<size_t>(n), off), want(static_cast<size_t>(n), off);
                 k.mag_db_c32(s.Data(), got.Data(), n);
                 Ref().mag_db_c32(s.Data(), want.Data(), n);
-                for (int i = 0; i < n; ++i)
-                    ASSERT_TRUE(SameFloat(got.Data()[i], want.Data()[i])) << "mag_db i=" << i;
+                ASSERT_TRUE(SameFloats(got.Data(), want.Data(), static_cast<size_t>(n))) << "mag_db";
                 EXPECT_EQ(got.Data()[n], -777.0f);  // nothing written past the end
 
                 Buf p(2 * static_cast<size_t>(n), off), q(2 * static_cast<size_t>(n), off);
                 k.mul_f32(s.Data(), w.Data(), p.Data(), 2 * n);
                 Ref().mul_f32(s.Data(), w.Data(), q.Data(), 2 * n);
-                for (int i = 0; i < 2 * n; ++i)
-                    ASSERT_TRUE(SameFloat(p.Data()[i], q.Data()[i])) << "mul i=" << i;
+                ASSERT_TRUE(SameFloats(p.Data(), q.Data(), static_cast<size_t>(2 * n))) << "mul";
                 EXPECT_EQ(p.Data()[2 * n], -777.0f);
                 // In place gives the same.
                 k.mul_f32(s.Data(), w.Data(), s.Data(), 2 * n);
-                for (int i = 0; i < 2 * n; ++i)
-                    ASSERT_TRUE(SameFloat(s.Data()[i], q.Data()[i])) << "in place i=" << i;
+                ASSERT_TRUE(SameFloats(s.Data(), q.Data(), static_cast<size_t>(2 * n))) << "in place";
             }
         }
     }
@@ -201,12 +206,10 @@ TEST(SpectrumKernels, ComplexProductEqualsCopyThenInPlaceProduct) {
                 std::copy(a.begin(), a.end(), want.Data());
                 kern::K().mul_c32(want.Data(), pb.Data(), n);
                 k.cmul_c32(pa.Data(), pb.Data(), got.Data(), n);
-                for (size_t i = 0; i < floats; ++i)
-                    ASSERT_TRUE(SameFloat(got.Data()[i], want.Data()[i])) << "cmul_c32 i=" << i;
+                ASSERT_TRUE(SameFloats(got.Data(), want.Data(), floats)) << "cmul_c32";
                 EXPECT_EQ(got.Data()[floats], -777.0f);
                 k.cmul_c32(pa.Data(), pb.Data(), pa.Data(), n);
-                for (size_t i = 0; i < floats; ++i)
-                    ASSERT_TRUE(SameFloat(pa.Data()[i], want.Data()[i])) << "in place i=" << i;
+                ASSERT_TRUE(SameFloats(pa.Data(), want.Data(), floats)) << "in place";
 
                 std::vector<double> da(floats), db(floats), dgot(floats + 1, -777.0), dwant(floats);
                 std::mt19937 gen(static_cast<unsigned>(n + off));
@@ -255,12 +258,10 @@ TEST(SpectrumKernels, WindowProductEqualsTheDoubledCoefficientProduct) {
                 }
                 Ref().mul_f32(s.Data(), doubled.Data(), want.Data(), 2 * n);
                 k.window_c32(s.Data(), w.Data(), got.Data(), n);
-                for (size_t i = 0; i < floats; ++i)
-                    ASSERT_TRUE(SameFloat(got.Data()[i], want.Data()[i])) << "i=" << i;
+                ASSERT_TRUE(SameFloats(got.Data(), want.Data(), floats));
                 EXPECT_EQ(got.Data()[floats], -777.0f);
                 k.window_c32(s.Data(), w.Data(), s.Data(), n);
-                for (size_t i = 0; i < floats; ++i)
-                    ASSERT_TRUE(SameFloat(s.Data()[i], want.Data()[i])) << "in place i=" << i;
+                ASSERT_TRUE(SameFloats(s.Data(), want.Data(), floats)) << "in place";
                 EXPECT_EQ(s.Data()[floats], -777.0f);
             }
         }
@@ -390,16 +391,13 @@ TEST(SpectrumKernels, ChirpZPassesEqualTheirStepsOneByOne) {
                     Ref().mul_f32(px.Data(), doubled.Data(), want.Data(), 2 * n);
                     Ref().cmul_c32(want.Data(), pc.Data(), want.Data(), n);
                     k.wcmul_c32(px.Data(), pw.Data(), pc.Data(), got.Data(), n);
-                    for (size_t i = 0; i < floats; ++i)
-                        ASSERT_TRUE(SameFloat(got.Data()[i], want.Data()[i])) << "wcmul_c32 i=" << i;
+                    ASSERT_TRUE(SameFloats(got.Data(), want.Data(), floats)) << "wcmul_c32";
                     for (size_t i = floats; i < floats + 14; ++i)
                         ASSERT_EQ(got.Data()[i], -777.0f) << "past the end i=" << i;
                     Buf inPlace(floats, off);
                     std::copy(x.begin(), x.end(), inPlace.Data());
                     k.wcmul_c32(inPlace.Data(), pw.Data(), pc.Data(), inPlace.Data(), n);
-                    for (size_t i = 0; i < floats; ++i)
-                        ASSERT_TRUE(SameFloat(inPlace.Data()[i], want.Data()[i]))
-                            << "wcmul_c32 in place i=" << i;
+                    ASSERT_TRUE(SameFloats(inPlace.Data(), want.Data(), floats)) << "wcmul_c32 in place";
 
                     // Post-chirp then magnitude, and then power.
                     Buf product(floats, off);
@@ -411,10 +409,10 @@ TEST(SpectrumKernels, ChirpZPassesEqualTheirStepsOneByOne) {
                     Buf gotMag(static_cast<size_t>(n), off), gotPow(static_cast<size_t>(n), off);
                     k.cmul_mag_c32(px.Data(), pc.Data(), gotMag.Data(), n);
                     k.cmul_pow_c32(px.Data(), pc.Data(), gotPow.Data(), n);
-                    for (int i = 0; i < n; ++i) {
-                        ASSERT_TRUE(SameFloat(gotMag.Data()[i], mag.Data()[i])) << "cmul_mag_c32 i=" << i;
-                        ASSERT_TRUE(SameFloat(gotPow.Data()[i], pow.Data()[i])) << "cmul_pow_c32 i=" << i;
-                    }
+                    ASSERT_TRUE(SameFloats(gotMag.Data(), mag.Data(), static_cast<size_t>(n)))
+                        << "cmul_mag_c32";
+                    ASSERT_TRUE(SameFloats(gotPow.Data(), pow.Data(), static_cast<size_t>(n)))
+                        << "cmul_pow_c32";
                     // Nothing written past the end, over the width of a register (a masked tail).
                     for (int i = n; i < n + 14; ++i) {
                         ASSERT_EQ(gotMag.Data()[i], -777.0f) << "past the end i=" << i;
