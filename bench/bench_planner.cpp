@@ -27,13 +27,18 @@ constexpr int kPatientMax = 4096;
 struct Rigour {
     const char* name;
     unsigned flags;
+    double limitSeconds;  // FFTW's planner time limit, negative for none
 };
 // MEASURE_NO_INDIRECT: FFTW_MEASURE without the solvers that copy the data into another layout first
-// (FFTW's own FFTW_NO_INDIRECT_OP flag), a cheaper measuring planner.
-constexpr Rigour kRigours[] = {{"ESTIMATE", FFTW_ESTIMATE},
-                               {"MEASURE", FFTW_MEASURE},
-                               {"PATIENT", FFTW_PATIENT},
-                               {"MEASURE_NO_INDIRECT", FFTW_MEASURE | FFTW_NO_INDIRECT_OP}};
+// (FFTW's own FFTW_NO_INDIRECT_OP flag), a cheaper measuring planner. The _50MS rows are the two
+// measuring planners under FFTW's time limit of 50 ms per plan: what a measuring default could get
+// within the planning bound the library keeps for a new length.
+constexpr Rigour kRigours[] = {{"ESTIMATE", FFTW_ESTIMATE, -1.0},
+                               {"MEASURE", FFTW_MEASURE, -1.0},
+                               {"PATIENT", FFTW_PATIENT, -1.0},
+                               {"MEASURE_NO_INDIRECT", FFTW_MEASURE | FFTW_NO_INDIRECT_OP, -1.0},
+                               {"MEASURE_50MS", FFTW_MEASURE, 0.05},
+                               {"MEASURE_NO_INDIRECT_50MS", FFTW_MEASURE | FFTW_NO_INDIRECT_OP, 0.05}};
 
 double ThreadCpuSeconds() {
     timespec t{};
@@ -49,13 +54,15 @@ struct Planned<float> {
     fftwf_complex *in = nullptr, *out = nullptr;
     fftwf_plan plan = nullptr;
     double planSeconds = 0;
-    Planned(int n, unsigned flags) {
+    Planned(int n, unsigned flags, double limit) {
         in = fftwf_alloc_complex(static_cast<size_t>(n));
         out = fftwf_alloc_complex(static_cast<size_t>(n));
         fftwf_forget_wisdom();
+        fftwf_set_timelimit(limit);
         const double t0 = ThreadCpuSeconds();
         plan = fftwf_plan_dft_1d(n, in, out, FFTW_FORWARD, flags);
         planSeconds = ThreadCpuSeconds() - t0;
+        fftwf_set_timelimit(FFTW_NO_TIMELIMIT);
         for (int i = 0; i < n; ++i)
             in[i][0] = in[i][1] = static_cast<float>(i % 17) - 8.0f;
     }
@@ -71,13 +78,15 @@ struct Planned<double> {
     fftw_complex *in = nullptr, *out = nullptr;
     fftw_plan plan = nullptr;
     double planSeconds = 0;
-    Planned(int n, unsigned flags) {
+    Planned(int n, unsigned flags, double limit) {
         in = fftw_alloc_complex(static_cast<size_t>(n));
         out = fftw_alloc_complex(static_cast<size_t>(n));
         fftw_forget_wisdom();
+        fftw_set_timelimit(limit);
         const double t0 = ThreadCpuSeconds();
         plan = fftw_plan_dft_1d(n, in, out, FFTW_FORWARD, flags);
         planSeconds = ThreadCpuSeconds() - t0;
+        fftw_set_timelimit(FFTW_NO_TIMELIMIT);
         for (int i = 0; i < n; ++i)
             in[i][0] = in[i][1] = static_cast<double>(i % 17) - 8.0;
     }
@@ -90,16 +99,16 @@ struct Planned<double> {
 };
 
 template <class T>
-Planned<T>& PlanFor(int n, unsigned flags) {
-    static std::map<std::pair<int, unsigned>, std::unique_ptr<Planned<T>>> cache;
-    auto& slot = cache[{n, flags}];
-    if (!slot) slot = std::make_unique<Planned<T>>(n, flags);
+Planned<T>& PlanFor(int n, const Rigour* r) {
+    static std::map<std::pair<int, const Rigour*>, std::unique_ptr<Planned<T>>> cache;
+    auto& slot = cache[{n, r}];
+    if (!slot) slot = std::make_unique<Planned<T>>(n, r->flags, r->limitSeconds);
     return *slot;
 }
 
 template <class T>
-void Execute(benchmark::State& state, int n, unsigned flags) {
-    Planned<T>& p = PlanFor<T>(n, flags);
+void Execute(benchmark::State& state, int n, const Rigour* r) {
+    Planned<T>& p = PlanFor<T>(n, r);
     if (!p.plan) {
         state.SkipWithError("FFTW refused the plan");
         return;
@@ -127,9 +136,9 @@ int main(int argc, char** argv) {
             for (const Rigour& r : kRigours) {
                 if (r.flags == FFTW_PATIENT && n > kPatientMax) continue;
                 auto* b = isFloat ? benchmark::RegisterBenchmark(Name(kind, r.name, n).c_str(),
-                                                                 Execute<float>, n, r.flags)
+                                                                 Execute<float>, n, &r)
                                   : benchmark::RegisterBenchmark(Name(kind, r.name, n).c_str(),
-                                                                 Execute<double>, n, r.flags);
+                                                                 Execute<double>, n, &r);
                 b->Unit(benchmark::kMicrosecond);
             }
     }
@@ -173,6 +182,24 @@ int main(int argc, char** argv) {
             };
             std::printf("%-4s %8d | %11.1f %11.1f | %11.3f %11.3f | %9.3f\n", kind, n, plan(m), plan(q),
                         m->ns / 1e3, q->ns / 1e3, q->ns / m->ns);
+        }
+
+    // Measuring under the 50 ms limit: planning time and the plan's speed over FFTW_MEASURE's.
+    std::printf("\n%-4s %8s | %11s %11s | %11s %11s | %9s %9s\n", "kind", "N", "plan M50 ms", "plan MNI50 ms",
+                "exec M us", "exec E us", "M50/M", "MNI50/M");
+    for (const char* kind : {"C32", "C64"})
+        for (int n : kLengths) {
+            const auto* m = reporter.Find(Name(kind, "MEASURE", n));
+            const auto* e = reporter.Find(Name(kind, "ESTIMATE", n));
+            const auto* a = reporter.Find(Name(kind, "MEASURE_50MS", n));
+            const auto* b = reporter.Find(Name(kind, "MEASURE_NO_INDIRECT_50MS", n));
+            if (!m || !e || !a || !b) continue;
+            auto plan = [](const bench::SummaryReporter::Figures* f) {
+                auto it = f->counters.find("plan_ms");
+                return it == f->counters.end() ? 0.0 : it->second;
+            };
+            std::printf("%-4s %8d | %11.1f %11.1f | %11.3f %11.3f | %9.3f %9.3f\n", kind, n, plan(a), plan(b),
+                        m->ns / 1e3, e->ns / 1e3, a->ns / m->ns, b->ns / m->ns);
         }
     std::fflush(stdout);
     return rc;
