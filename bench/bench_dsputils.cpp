@@ -145,15 +145,15 @@ void ConvPath(benchmark::State& state, int na, int nb, bool fft) {
 constexpr int kDetectN = 1 << 20;
 constexpr int kGroup = 8;
 
-void DetectBench(benchmark::State& state, VELA::DetectorType type) {
-    VecReal32 in = Random(kDetectN, 3), out;
-    DSPUtils::Detect(out, in, kGroup, type);
+void DetectBench(benchmark::State& state, VELA::DetectorType type, int n, int group) {
+    VecReal32 in = Random(n, 3), out;
+    DSPUtils::Detect(out, in, group, type);
     for (auto _ : state) {
-        DSPUtils::Detect(out, in, kGroup, type);
+        DSPUtils::Detect(out, in, group, type);
         benchmark::DoNotOptimize(out.Data());
         benchmark::ClobberMemory();
     }
-    bench::SetBytes(state, sizeof(float) * (kDetectN + kDetectN / kGroup));
+    bench::SetBytes(state, sizeof(float) * (n + n / group));
 }
 
 void Memcpy(benchmark::State& state) {
@@ -228,9 +228,19 @@ int main(int argc, char** argv) {
         {"DSPUtils/Detect_Ave/1M/8", VELA::DetectorAve},
         {"DSPUtils/Detect_Rms/1M/8", VELA::DetectorRms}};
     for (auto [name, type] : detectors) {
-        benchmark::RegisterBenchmark(name, DetectBench, type)->Unit(benchmark::kMicrosecond);
+        benchmark::RegisterBenchmark(name, DetectBench, type, kDetectN, kGroup)
+            ->Unit(benchmark::kMicrosecond);
         reporter.Compare(name, "memcpy/1M", M::BandwidthRatio, 0.85);
     }
+    // Groups of 15: a stepped sweep's upsampling, as one tuning's 91 bins and as a long trace.
+    benchmark::RegisterBenchmark("DSPUtils/Detect_Max/1M/15", DetectBench, VELA::DetectorMax, kDetectN, 15)
+        ->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark("DSPUtils/Detect_MaxMin/1M/15", DetectBench, VELA::DetectorMaxMin, kDetectN,
+                                 15)
+        ->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark("DSPUtils/Detect_Max/91/15", DetectBench, VELA::DetectorMax, 91, 15)
+        ->Unit(benchmark::kMicrosecond);
+    reporter.Compare("DSPUtils/Detect_Max/1M/15", "memcpy/1M", M::BandwidthRatio, 0.0);
 
     // Both Conv paths around the crossover (float32), for information.
     for (int na : {1024, 4096, 65536})

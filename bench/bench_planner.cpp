@@ -135,10 +135,10 @@ int main(int argc, char** argv) {
         for (int n : kLengths)
             for (const Rigour& r : kRigours) {
                 if (r.flags == FFTW_PATIENT && n > kPatientMax) continue;
-                auto* b = isFloat ? benchmark::RegisterBenchmark(Name(kind, r.name, n).c_str(),
-                                                                 Execute<float>, n, &r)
-                                  : benchmark::RegisterBenchmark(Name(kind, r.name, n).c_str(),
-                                                                 Execute<double>, n, &r);
+                auto* b =
+                    isFloat
+                        ? benchmark::RegisterBenchmark(Name(kind, r.name, n).c_str(), Execute<float>, n, &r)
+                        : benchmark::RegisterBenchmark(Name(kind, r.name, n).c_str(), Execute<double>, n, &r);
                 b->Unit(benchmark::kMicrosecond);
             }
     }

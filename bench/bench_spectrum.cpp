@@ -274,7 +274,8 @@ int main(int argc, char** argv) {
         const std::string inPlace = Name("FFTW/copy_execute_C32_InPlace", n);
         const std::string outOfPlace = Name("FFTW/copy_execute_C32_OutOfPlace", n);
         benchmark::RegisterBenchmark(inPlace.c_str(), RawFftwCopied, n, true)->Unit(benchmark::kMicrosecond);
-        benchmark::RegisterBenchmark(outOfPlace.c_str(), RawFftwCopied, n, false)->Unit(benchmark::kMicrosecond);
+        benchmark::RegisterBenchmark(outOfPlace.c_str(), RawFftwCopied, n, false)
+            ->Unit(benchmark::kMicrosecond);
         reporter.Compare(inPlace, outOfPlace, M::TimeRatio, 0.0);
     }
     for (int n : kSizes)
