@@ -118,7 +118,7 @@ std::map<int, PyFigures> RunPython() {
 
 // ---------------------------------------------------------------- benchmarks
 
-// `rigour` is the planner setting the first Apply plans under: the default, or measured plans as the
+// `rigour` is the planner setting the constructor plans under: the default, or measured plans as the
 // anchor's, which leaves the class's own cost beside the same transform.
 void SpectrumApply(benchmark::State& state, int n, VELA::FFTPlanningRigour rigour) {
     VELA::FFTPlanning::SetRigour(rigour, 0);

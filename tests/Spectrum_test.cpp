@@ -9,6 +9,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "kernel/FFTPlan.h"
 #include "kernel/Memory.h"
 #include "support/TestUtil.h"
 #include "support/VecData.h"
@@ -308,7 +309,7 @@ TEST(Spectrum, SteadyRunAllocatesNothing) {
         const VecCplx32 x = corvane_test::MakeCplx32(corvane_test::Uniform(2 * static_cast<size_t>(n), 45));
         const VecReal32 r = corvane_test::MakeReal32(corvane_test::Uniform(static_cast<size_t>(n), 46));
         VecReal32 out;
-        s.Apply(out, x);  // plans the transforms and grows the scratch
+        s.Apply(out, x);  // grows the scratch (the constructor planned the transforms)
         s.Apply(out, r);
         s.SetUnit(PowerUnitLinear);
         s.Apply(out, x);
@@ -322,6 +323,25 @@ TEST(Spectrum, SteadyRunAllocatesNothing) {
         for (int k = 0; k < 5; ++k)
             s.Apply(out, x);
         EXPECT_EQ(kern::AllocationCount(), before) << "N=" << n;
+    }
+}
+
+// Both transforms of the block length are planned when the object is made, so that a measuring
+// planner's time is spent there: no Apply plans, in either input form or unit.
+TEST(Spectrum, ConstructorPlansAndApplyDoesNot) {
+    for (int n : {2, 777, 1024, 4099}) {
+        Spectrum s(n, WindowTypeBlackmanHarris, 0.0f);
+        const VecCplx32 x = corvane_test::MakeCplx32(corvane_test::Uniform(2 * static_cast<size_t>(n), 48));
+        const VecReal32 r = corvane_test::MakeReal32(corvane_test::Uniform(static_cast<size_t>(n), 49));
+        const long long planned = kern::FFTPlannerCalls();
+        VecReal32 out;
+        s.Apply(out, x);
+        s.Apply(out, r);
+        s.SetUnit(PowerUnitLinear);
+        s.Apply(out, x);
+        s.Apply(out, r);
+        EXPECT_EQ(kern::FFTPlannerCalls(), planned) << "N=" << n;
+        EXPECT_EQ(out.GetSize(), n);
     }
 }
 
