@@ -1,12 +1,17 @@
 // Element formulas shared by the reference and the optimised bodies of the spectrum family, so that
-// every level computes the same operations in the same order (with contraction off, bit for bit).
+// every level computes the same operations in the same order (with contraction off, bit for bit). Like
+// kernel/MagnitudeScalar.h, everything here has internal linkage, so that no level's translation unit
+// ends up calling another level's copy.
 #pragma once
 
 #include <bit>
 #include <cmath>
 #include <cstdint>
 
+#include "kernel/MagnitudeScalar.h"
+
 namespace VELA::kern::spectrum {
+namespace {
 
 // The float 1e-40 (bits 0x000116C2), a denormal: added to a magnitude before its logarithm so that an
 // empty bin gives 20 log10(eps), about -800 dB, instead of minus infinity. Nothing may flush it to zero.
@@ -63,19 +68,10 @@ inline float FastDb(float p) {
     return e * kLog2Hi + (e * kLog2Lo + v);
 }
 
-// Whether the magnitude of (re, im) leaves the float form: max(|re|, |im|) outside [2^-50, 2^50] and not
-// 0 (a NaN in re yields |im|, a NaN in im yields NaN, as the comparisons fall).
-inline int MagnitudeNeedsDouble(float re, float im) {
-    const float a = std::fabs(re) > std::fabs(im) ? std::fabs(re) : std::fabs(im);
-    return static_cast<int>(!(a <= 0x1p50f)) | (static_cast<int>(a != 0.0f) & static_cast<int>(a < 0x1p-50f));
-}
-
 // The magnitude as the math family forms it: in float where max(|re|, |im|) lies in [2^-50, 2^50] or
 // is 0, in double elsewhere.
 inline float Magnitude(float re, float im) {
-    if (!MagnitudeNeedsDouble(re, im)) return std::sqrt(re * re + im * im);
-    const double r = re, i = im;
-    return static_cast<float>(std::sqrt(r * r + i * i));
+    return MagNeedsDouble(re, im) ? MagDouble(re, im) : MagFloat(re, im);
 }
 
 // The step-by-step form: 20 log10(|s| + eps), each step rounded to float.
@@ -84,4 +80,5 @@ inline float SlowDb(float re, float im) {
     return 20.0f * static_cast<float>(std::log10(static_cast<double>(g)));
 }
 
+}  // namespace
 }  // namespace VELA::kern::spectrum
