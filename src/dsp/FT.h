@@ -77,8 +77,8 @@ class VELA_API FT {
     static bool UnitTest(UnitTestRecorder& recorder);
 
   private:
-    // The chirp-Z transform and the spectrum plan their lengths when they are made and then run them
-    // through the plan directly, without the lookup per call.
+    // The chirp-Z transform and the spectrum plan their lengths when they are made (GetSpec); the
+    // chirp-Z then runs its one length through the plan directly, without the lookup per call.
     friend class ChirpZ;
     friend class Spectrum;
     kern::FFTPlan* GetSpec(int length, FTType type);

@@ -3,7 +3,6 @@
 #include "../math/MathUtils.h"
 #include "DSPUtils.h"
 #include "FT.h"
-#include "kernel/FFTPlan.h"
 #include "kernel/SpectrumKernels.h"
 
 namespace VELA {
@@ -25,7 +24,7 @@ Spectrum::Spectrum(int size, WindowType type, float para)
         m_window->GetCoefficients(m_taper);
         // Both transforms of the block length are planned now, so that no Apply plans (a measuring
         // planner may take a second on a long or prime length).
-        m_plan = m_ft->GetSpec(size, FT_C_32FC);
+        m_ft->GetSpec(size, FT_C_32FC);
         m_ft->GetSpec(size, FT_R_32F);
     } catch (...) {
         // No destructor runs for a constructor that throws: release what is already owned.
@@ -51,14 +50,7 @@ void Spectrum::Apply(VecReal32& out, const VecCplx32& in) {
         // Another length: the window decides what it means (a longer block keeps its tail).
         m_window->Apply(m_windowedCplx, in);
     }
-    if (m_plan && n == m_size) {
-        // The constructor's plan, run directly (what FT::Forward does for this length, less the lookup).
-        m_spectrum.Resize(n);
-        kern::FFTExecC32(m_plan, reinterpret_cast<const float*>(m_windowedCplx.Data()),
-                         reinterpret_cast<float*>(m_spectrum.Data()), true, m_ft->PrepareBuffer(m_plan));
-    } else {
-        m_ft->Forward(m_spectrum, m_windowedCplx);
-    }
+    m_ft->Forward(m_spectrum, m_windowedCplx);
     Finish(out);
 }
 

@@ -33,9 +33,6 @@ namespace VELA {
 
 class FT;
 class UnitTestRecorder;
-namespace kern {
-struct FFTPlan;
-}
 
 // Output scale. The underlying type is fixed so that every integer is a valid value: the classes read
 // it by value, and anything they do not single out means linear.
@@ -90,9 +87,6 @@ class VELA_API Spectrum {
     VecReal32 m_shifted;       // magnitudes in display order (linear unit)
     WindowFactory m_windowFactory;
     VecReal32 m_taper;  // the window's N coefficients, once each (complex blocks of length N)
-    // The complex transform of N points, planned by the constructor (owned by m_ft); null when the FT
-    // has no plan for N, and Apply then goes through FT::Forward, which does nothing either.
-    kern::FFTPlan* m_plan = nullptr;
 };
 
 }  // namespace VELA
