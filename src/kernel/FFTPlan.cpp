@@ -282,9 +282,6 @@ int FFTMaxLength(FFTKind kind) {
 unsigned FFTPlannerFlags(FFTKind, int) {
     return PlannerFlags();
 }
-unsigned FFTPlannerFlags(int) {
-    return PlannerFlags();
-}
 
 size_t FFTWorkBytes(FFTKind kind, int length) {
     if (length <= 0) return 0;

@@ -57,11 +57,8 @@ void FFTForgetWisdom();
 bool FFTWisdomKnows(FFTKind kind, int length);
 
 // The FFTW planner flags (the rigour: FFTW_ESTIMATE, FFTW_MEASURE, ...) used for plans of `kind` and
-// `length` points (today the same for every kind and length). Benchmarks plan their raw-FFTW anchors with the
-// same flags.
+// `length` points (today the same for every kind and length).
 unsigned FFTPlannerFlags(FFTKind kind, int length);
-// The same for complex float (FFTKind::C32).
-unsigned FFTPlannerFlags(int length);
 
 // Bytes of work buffer that execution may use (staging of in-place, misaligned and real-inverse input);
 // the buffer must be 64-byte aligned. As a size_t: long double-precision transforms pass 2^31 bytes.
